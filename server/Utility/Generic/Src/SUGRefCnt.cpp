@@ -1,0 +1,3 @@
+#include "Utility/Generic/SUGRefCnt.h"
+
+RefCountable::~RefCountable() = default;
