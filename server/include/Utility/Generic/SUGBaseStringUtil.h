@@ -45,6 +45,7 @@ public:
     // Three-way case-insensitive comparison: negative, 0 or positive.
     static int CompareNoCase(std::wstring_view left, std::wstring_view right) noexcept;
     static bool EqualsNoCase(std::wstring_view left, std::wstring_view right) noexcept;
+    // Narrow text may be multi-byte: only ASCII letters fold here.
     static bool EqualsNoCase(std::string_view left, std::string_view right) noexcept;
     // Whether `text` starts with `pattern`, ignoring case.
     static bool CaseInsensitiveFindPatternAtStart(std::wstring_view text,
