@@ -1,0 +1,342 @@
+// The converter registry: the table of all converters, the served-description
+// rules from which the registry rows are derived, the key of a description,
+// and the process-wide date and time defaults and regional switch.
+#include "Utility/Client/SUCDataConvert.h"
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+
+#include "SUCDataConvertCore.h"
+#include "Utility/Generic/SUGAssert.h"
+#include "Utility/Generic/SUGBaseStringUtil.h"
+#include "Utility/Generic/SUGErrorMessage.h"
+#include "Utility/Generic/SUGSystemUtility.h"
+
+namespace {
+
+// ---------------------------------------------------------------------------
+// Every converter of the matrix, expanded from the one list.
+
+enum class Word : uint8 {
+    Bit, Boolean, Int8, UnsignedInt8, Int16, UnsignedInt16, Int32, UnsignedInt32, Float32,
+    Float64, Numeric, Char, XTChar, VarChar, VarXTChar, LongVarChar, LongVarXTChar,
+    ExternalChar, ExternalVarChar, ExternalVarXTChar, Binary, VarBinary, LongVarBinary, Date,
+    Time, DateTime, TimeStamp,
+};
+
+struct ConverterEntry {
+    Word source;
+    Word target;
+    XTConverterForm form;
+    XTConverterInfo info;
+};
+
+#define XT_ENTRY(S, D, FORM, NAME)                                                        \
+    ConverterEntry{Word::S, Word::D, XTConverterForm::FORM,                               \
+                   XTConverterInfo{&SUDataConvert::NAME, #NAME, #S, #D, XTConverterForm::FORM}},
+#define XT_ENTRY_PLAIN(S, D) XT_ENTRY(S, D, kPlain, Convert##S##To##D)
+#define XT_ENTRY_NULLABLE_TO_PLAIN(S, D) XT_ENTRY(S, D, kNullableToPlain, Convert##S##NullableTo##D)
+#define XT_ENTRY_NULLABLE_TO_NULLABLE(S, D) \
+    XT_ENTRY(S, D, kNullableToNullable, Convert##S##NullableTo##D##Nullable)
+#define XT_ENTRY_THREE_FORMS(S, D)   \
+    XT_ENTRY_PLAIN(S, D)             \
+    XT_ENTRY_NULLABLE_TO_PLAIN(S, D) \
+    XT_ENTRY_NULLABLE_TO_NULLABLE(S, D)
+#define XT_ENTRY_TWO_FORMS(S, D) \
+    XT_ENTRY_PLAIN(S, D)         \
+    XT_ENTRY_NULLABLE_TO_NULLABLE(S, D)
+#define XT_ENTRIES(FAMILY)                                                       \
+    FAMILY(XT_ENTRY_THREE_FORMS, XT_ENTRY_TWO_FORMS, XT_ENTRY_PLAIN,             \
+           XT_ENTRY_NULLABLE_TO_PLAIN, XT_ENTRY_NULLABLE_TO_NULLABLE)
+
+constexpr ConverterEntry kConverters[] = {XT_ENTRIES(XT_NUMERIC_CONVERTERS)};
+
+constexpr std::array<XTConverterInfo, std::size(kConverters)> MakeConverterInfos() {
+    std::array<XTConverterInfo, std::size(kConverters)> infos{};
+    for (std::size_t i = 0; i < infos.size(); ++i) infos[i] = kConverters[i].info;
+    return infos;
+}
+constexpr auto kConverterInfos = MakeConverterInfos();
+
+constexpr std::size_t FindConverter(Word source, Word target, XTConverterForm form) {
+    for (std::size_t i = 0; i < std::size(kConverters); ++i)
+        if (kConverters[i].source == source && kConverters[i].target == target &&
+            kConverters[i].form == form)
+            return i;
+    return std::size(kConverters);
+}
+
+// ---------------------------------------------------------------------------
+// Which descriptions are served, and by which converter.
+
+// One side of a description.
+struct Side {
+    XTDataType type;
+    bool wide = false;
+    bool external = false;
+};
+
+// The side a converter word stands for inside a record.
+constexpr Side SideOf(Word word) {
+    switch (word) {
+        case Word::Bit: return {XTBitData};
+        case Word::Boolean: return {XTBoolean};
+        case Word::Int8: return {XTInt1Data};
+        case Word::UnsignedInt8: return {XTUInt1Data};
+        case Word::Int16: return {XTInt2Data};
+        case Word::UnsignedInt16: return {XTUInt2Data};
+        case Word::Int32: return {XTInt4Data};
+        case Word::UnsignedInt32: return {XTUInt4Data};
+        case Word::Float32: return {XTFloatData};
+        case Word::Float64: return {XTDoubleData};
+        case Word::Numeric: return {XTNumericData};
+        case Word::Char: return {XTCharData};
+        case Word::XTChar: return {XTCharData, true};
+        case Word::VarChar: return {XTVarCharData};
+        case Word::VarXTChar: return {XTVarCharData, true};
+        case Word::LongVarChar: return {XTLongVarCharData};
+        case Word::LongVarXTChar: return {XTLongVarCharData, true};
+        case Word::Binary: return {XTBinaryData};
+        case Word::VarBinary: return {XTVarBinaryData};
+        case Word::LongVarBinary: return {XTLongVarBinaryData};
+        case Word::Date: return {XTDateData};
+        case Word::Time: return {XTTimeData};
+        case Word::DateTime: return {XTDateTimeData};
+        case Word::TimeStamp: return {XTTimeStampData};
+        default: return {XTCharData, false, true};  // the client's buffers
+    }
+}
+
+// Which source and target nullabilities a served pair covers.
+enum class Nullability {
+    kAll,             // all four combinations
+    kSame,            // both non-nullable or both nullable
+    kNullableSource,  // a nullable source, either target
+    kBothNullable,    // only both nullable
+};
+
+// A converter named by its words and form.
+struct Via {
+    Word source;
+    Word target;
+};
+
+class RowBuilder {
+public:
+    static constexpr std::size_t kCapacity = SUDataConvert::kRegistryRowCount;
+
+    // Serves (source, target) with the converters of the same words.
+    constexpr void Serve(Word source, Word target, Nullability nullability = Nullability::kAll) {
+        Serve(SideOf(source), SideOf(target), Via{source, target}, nullability);
+    }
+    // Serves the pair with the converters named by `via`.
+    constexpr void Serve(Side source, Side target, Via via,
+                         Nullability nullability = Nullability::kAll) {
+        ServeEach(source, target, nullability, via, via, via);
+    }
+    // Serves the pair with a converter chosen per null form.
+    constexpr void ServeEach(Side source, Side target, Nullability nullability, Via plain,
+                             Via nullableToPlain, Via nullableToNullable) {
+        for (const bool sourceNullable : {false, true}) {
+            for (const bool targetNullable : {false, true}) {
+                if (!Covers(nullability, sourceNullable, targetNullable)) continue;
+                const XTConverterForm form = !sourceNullable ? XTConverterForm::kPlain
+                                             : targetNullable
+                                                 ? XTConverterForm::kNullableToNullable
+                                                 : XTConverterForm::kNullableToPlain;
+                const Via via = form == XTConverterForm::kPlain ? plain
+                                : form == XTConverterForm::kNullableToPlain ? nullableToPlain
+                                                                            : nullableToNullable;
+                const std::size_t index = FindConverter(via.source, via.target, form);
+                if (index == std::size(kConverters) || m_count == kCapacity) {
+                    m_failed = true;  // a rule names a converter that does not exist
+                    continue;
+                }
+                m_rows[m_count++] = PropertyFuncInfo{
+                    source.type,       sourceNullable,  source.wide,
+                    source.external,   target.type,     targetNullable,
+                    target.wide,       target.external, kConverters[index].info.function,
+                    kConverters[index].info.name};
+            }
+        }
+    }
+
+    constexpr bool Failed() const { return m_failed; }
+    constexpr std::size_t Count() const { return m_count; }
+    constexpr const std::array<PropertyFuncInfo, kCapacity>& Rows() const { return m_rows; }
+
+private:
+    static constexpr bool Covers(Nullability nullability, bool sourceNullable,
+                                 bool targetNullable) {
+        switch (nullability) {
+            case Nullability::kAll: return true;
+            case Nullability::kSame: return sourceNullable == targetNullable;
+            case Nullability::kNullableSource: return sourceNullable;
+            case Nullability::kBothNullable: return sourceNullable && targetNullable;
+        }
+        return false;
+    }
+
+    std::array<PropertyFuncInfo, kCapacity> m_rows{};
+    std::size_t m_count = 0;
+    bool m_failed = false;
+};
+
+constexpr Word kFixedNumbers[] = {Word::Bit,   Word::Boolean,       Word::Int8,
+                                  Word::UnsignedInt8, Word::Int16, Word::UnsignedInt16,
+                                  Word::Int32, Word::UnsignedInt32, Word::Float32,
+                                  Word::Float64};
+constexpr Word kIntegers[] = {Word::Int8,  Word::UnsignedInt8, Word::Int16, Word::UnsignedInt16,
+                              Word::Int32, Word::UnsignedInt32};
+
+// The served descriptions, source by source.
+constexpr RowBuilder BuildRows() {
+    RowBuilder rows;
+    // Numbers, Bit and Boolean among each other; every number but Bit and
+    // Boolean also into Numeric; Numeric into every number.
+    for (const Word source : kFixedNumbers) {
+        for (const Word target : kFixedNumbers) rows.Serve(source, target);
+        if (source != Word::Bit && source != Word::Boolean) rows.Serve(source, Word::Numeric);
+    }
+    for (const Word target : kFixedNumbers) rows.Serve(Word::Numeric, target);
+    rows.Serve(Word::Numeric, Word::Numeric);
+    return rows;
+}
+
+constexpr RowBuilder kRowBuilder = BuildRows();
+static_assert(!kRowBuilder.Failed(), "a served description names a missing converter");
+
+constexpr std::span<const PropertyFuncInfo> kRows(kRowBuilder.Rows().data(), kRowBuilder.Count());
+
+constexpr bool dataTypeWiseIsUnicode[XTBoolean + 1] = {
+    false, true, true, true, false, false, false, false, false, false, false, false, false,
+    false, false, false, false, false, false, false, false, false, false, false, false,
+};
+
+constexpr uint32 GetFuncCodeHalf(XTDataType type, bool nullable, bool wide, bool external) {
+    const auto value = static_cast<uint32>(type);
+    uint32 half = (external && SUXTDataTypeUtility::IsXTTextType(type)) ? 260u : value << 8;
+    if (nullable) half |= 1u;
+    if (wide && value < std::size(dataTypeWiseIsUnicode) && dataTypeWiseIsUnicode[value])
+        half |= 2u;
+    return half & 0xFFFFu;
+}
+
+constexpr uint32 GetFuncCode(XTDataType inputDataType, bool isInputNullable, bool isInputUnicode,
+                             bool isInputExternalVarChar, XTDataType outputDataType,
+                             bool isOutputNullable, bool isOutputUnicode,
+                             bool isOutputExternalVarChar) {
+    return GetFuncCodeHalf(inputDataType, isInputNullable, isInputUnicode,
+                           isInputExternalVarChar)
+               << 16 |
+           GetFuncCodeHalf(outputDataType, isOutputNullable, isOutputUnicode,
+                           isOutputExternalVarChar);
+}
+
+constexpr uint32 KeyOf(const PropertyFuncInfo& row) {
+    return GetFuncCode(row.inputDataType_, row.isInputNull_, row.isInputUnicode_,
+                       row.isInputExteranlVarChar_, row.outputDataType_, row.isOutputNull_,
+                       row.isOutputUnicode_, row.isOutputExteranlVarChar_);
+}
+
+const IdFuncPairMap& Registry() {
+    static const IdFuncPairMap registry(kRows);
+    return registry;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+
+DateTimeMetaData SUDataConvert::defaultDateMetaData_(L"yyyy/mm/dd");
+DateTimeMetaData SUDataConvert::defaultTimeMetaData_(L"hh:mi:ss.fffffffff");
+DateTimeMetaData SUDataConvert::defaultDateTimeMetaData_(L"yyyy/mm/dd hh:mi:ss.fffffffff");
+bool SUDataConvert::bRegionalSetting_ = false;
+
+namespace {
+// The registry is built while the library loads, after the default formats.
+[[maybe_unused]] const IdFuncPairMap& g_loadedRegistry = Registry();
+}  // namespace
+
+IdFuncPairMap::IdFuncPairMap(std::span<const PropertyFuncInfo> rows) {
+    for (const PropertyFuncInfo& row : rows) {
+        if (!idFuncMap_.emplace(KeyOf(row), row.convertFunction_).second) {
+            std::fprintf(stderr,
+                         "InType(%d) Null(%d) Unicode(%d) extVarchar(%d) outType(%d) Null(%d) "
+                         "Unicode(%d) extVarchar(%d) func(%s)\n",
+                         static_cast<int>(row.inputDataType_), row.isInputNull_,
+                         row.isInputUnicode_, row.isInputExteranlVarChar_,
+                         static_cast<int>(row.outputDataType_), row.isOutputNull_,
+                         row.isOutputUnicode_, row.isOutputExteranlVarChar_, row.functionName_);
+            XTLogicError("duplicate key in the converter registry");
+        }
+    }
+}
+
+DataConvert_t IdFuncPairMap::Find(uint32 key) const noexcept {
+    const auto found = idFuncMap_.find(key);
+    return found == idFuncMap_.end() ? nullptr : found->second;
+}
+
+uint32 SUDataConvert::GetConverterKey(XTDataType inputDataType, bool isInputNullable,
+                                      bool isInputUnicode, bool isInputExternalVarChar,
+                                      XTDataType outputDataType, bool isOutputNullable,
+                                      bool isOutputUnicode, bool isOutputExternalVarChar) noexcept {
+    return GetFuncCode(inputDataType, isInputNullable, isInputUnicode, isInputExternalVarChar,
+                       outputDataType, isOutputNullable, isOutputUnicode, isOutputExternalVarChar);
+}
+
+DataConvert_t SUDataConvert::GetConverterFunction(XTDataType inputDataType, bool isInputNullable,
+                                                  bool isInputUnicode, bool isInputExternalVarChar,
+                                                  XTDataType outputDataType, bool isOutputNullable,
+                                                  bool isOutputUnicode,
+                                                  bool isOutputExternalVarChar) {
+    // Values outside the enumeration would alias other types in the key.
+    const auto isKnown = [](XTDataType type) {
+        return static_cast<uint32>(type) < static_cast<uint32>(XTUnknown);
+    };
+    if (!isKnown(inputDataType) || !isKnown(outputDataType)) return nullptr;
+    return Registry().Find(GetFuncCode(inputDataType, isInputNullable, isInputUnicode,
+                                       isInputExternalVarChar, outputDataType, isOutputNullable,
+                                       isOutputUnicode, isOutputExternalVarChar));
+}
+
+void SUDataConvert::GetConverterFunctionName(DataConvert_t func, char* name) {
+    for (const PropertyFuncInfo& row : kRows) {
+        if (row.convertFunction_ == func) {
+            std::strcpy(name, row.functionName_);
+            return;
+        }
+    }
+    name[0] = '\0';
+}
+
+std::span<const PropertyFuncInfo> SUDataConvert::GetRegistryRows() noexcept { return kRows; }
+
+std::span<const XTConverterInfo> SUDataConvert::GetAllConverters() noexcept {
+    return kConverterInfos;
+}
+
+void SUDataConvert::SetRegionalSetting(const XTNString& value) {
+    XTString wide;
+    if (!SystemUtility::ToWide(value, wide, SystemUtility::GetMultiByteCodePage()))
+        wide = SystemUtility::FromUtf8Lenient(value);
+    bRegionalSetting_ = BaseStringUtil::EqualsNoCase(wide, _S_YES);
+}
+
+void SUDataConvert::InitializeMetaData(XTString& dateFormat, XTString& timeFormat,
+                                       XTString& dateTimeFormat) {
+    defaultDateMetaData_.SetDateTimeFormat(dateFormat);
+    defaultTimeMetaData_.SetDateTimeFormat(timeFormat);
+    defaultDateTimeMetaData_.SetDateTimeFormat(dateTimeFormat);
+}
+
+void xts::convert::ThrowRangeError(int32 code, XTDataType source, XTDataType target,
+                                   const char* file, int line) {
+    XTString sourceName;
+    XTString targetName;
+    SUXTDataTypeUtility::GetXTDataTypeName(source, sourceName);
+    SUXTDataTypeUtility::GetXTDataTypeName(target, targetName);
+    throw ErrorMessage::Make(file, line, code, sourceName, targetName);
+}
