@@ -50,7 +50,8 @@ struct ConverterEntry {
     FAMILY(XT_ENTRY_THREE_FORMS, XT_ENTRY_TWO_FORMS, XT_ENTRY_PLAIN,             \
            XT_ENTRY_NULLABLE_TO_PLAIN, XT_ENTRY_NULLABLE_TO_NULLABLE)
 
-constexpr ConverterEntry kConverters[] = {XT_ENTRIES(XT_NUMERIC_CONVERTERS)};
+constexpr ConverterEntry kConverters[] = {XT_ENTRIES(XT_NUMERIC_CONVERTERS)
+                                              XT_ENTRIES(XT_CHARACTER_CONVERTERS)};
 
 constexpr std::array<XTConverterInfo, std::size(kConverters)> MakeConverterInfos() {
     std::array<XTConverterInfo, std::size(kConverters)> infos{};
@@ -183,29 +184,103 @@ private:
     bool m_failed = false;
 };
 
-constexpr Word kFixedNumbers[] = {Word::Bit,   Word::Boolean,       Word::Int8,
-                                  Word::UnsignedInt8, Word::Int16, Word::UnsignedInt16,
-                                  Word::Int32, Word::UnsignedInt32, Word::Float32,
+constexpr Word kFixedNumbers[] = {Word::Bit,           Word::Boolean, Word::Int8,
+                                  Word::UnsignedInt8,  Word::Int16,   Word::UnsignedInt16,
+                                  Word::Int32,         Word::UnsignedInt32, Word::Float32,
                                   Word::Float64};
-constexpr Word kIntegers[] = {Word::Int8,  Word::UnsignedInt8, Word::Int16, Word::UnsignedInt16,
-                              Word::Int32, Word::UnsignedInt32};
+constexpr Word kTexts[] = {Word::Char,      Word::XTChar,      Word::VarChar,
+                           Word::VarXTChar, Word::LongVarChar, Word::LongVarXTChar};
 
-// The served descriptions, source by source.
+// The client's character buffers: a narrow and a wide source, and the narrow
+// target.
+constexpr Side kExternalNarrow{XTCharData, false, true};
+constexpr Side kExternalWide{XTCharData, true, true};
+constexpr Side kExternalTarget = kExternalNarrow;
+
+// The served descriptions, source by source. Each source lists its targets;
+// a target served by a converter of other words says so with a Via.
 constexpr RowBuilder BuildRows() {
     RowBuilder rows;
-    // Numbers, Bit and Boolean among each other; every number but Bit and
-    // Boolean also into Numeric; Numeric into every number.
-    for (const Word source : kFixedNumbers) {
+    using enum Word;
+    using enum Nullability;
+    const auto serveNumbers = [&rows](Word source) {
         for (const Word target : kFixedNumbers) rows.Serve(source, target);
-        if (source != Word::Bit && source != Word::Boolean) rows.Serve(source, Word::Numeric);
+    };
+    // The client's narrow buffer as a target takes the narrow Char converter.
+    const auto serveExternalAsChar = [&rows](Word source) {
+        rows.Serve(SideOf(source), kExternalTarget, Via{source, Char}, kSame);
+    };
+
+    // Numbers, Bit and Boolean.
+    for (const Word source : kFixedNumbers) {
+        serveNumbers(source);
+        if (source != Bit && source != Boolean) rows.Serve(source, Numeric);
+        rows.Serve(source, Char);
+        rows.Serve(source, XTChar);
+        if (source != UnsignedInt8 && source != Float32) rows.Serve(source, VarXTChar);
+        if (source == Float64) rows.Serve(source, VarChar);
+        serveExternalAsChar(source);
     }
-    for (const Word target : kFixedNumbers) rows.Serve(Word::Numeric, target);
-    rows.Serve(Word::Numeric, Word::Numeric);
+    serveNumbers(Numeric);
+    rows.Serve(Numeric, Numeric);
+    rows.Serve(Numeric, XTChar);
+    rows.Serve(Numeric, VarXTChar);
+
+    // Narrow and wide fixed text and wide variable text.
+    for (const Word source : {Char, XTChar, VarXTChar}) {
+        serveNumbers(source);
+        for (const Word target : kTexts) rows.Serve(source, target);
+        serveExternalAsChar(source);
+    }
+    // Narrow variable text.
+    rows.Serve(VarChar, Int16, kBothNullable);
+    rows.Serve(VarChar, VarXTChar);
+    rows.Serve(VarChar, LongVarChar);
+    rows.Serve(SideOf(VarChar), SideOf(LongVarXTChar), Via{VarChar, VarXTChar}, kBothNullable);
+    serveExternalAsChar(VarChar);
+    // Long text.
+    rows.Serve(LongVarChar, LongVarChar);
+    rows.Serve(LongVarChar, LongVarXTChar);
+    serveExternalAsChar(LongVarChar);
+    for (const Word target : kTexts) rows.Serve(LongVarXTChar, target);
+    serveExternalAsChar(LongVarXTChar);
+
+    // The client's narrow buffer as a source: the narrow Char converters,
+    // except toward wide text and Numeric.
+    for (const Word target : kFixedNumbers) rows.Serve(kExternalNarrow, SideOf(target), Via{Char, target});
+    rows.ServeEach(kExternalNarrow, SideOf(Numeric), kNullableSource, {}, Via{ExternalVarChar, Numeric},
+                   Via{Char, Numeric});
+    for (const Word target : {Char, VarChar, LongVarChar})
+        rows.Serve(kExternalNarrow, SideOf(target), Via{Char, target});
+    for (const Word target : {XTChar, VarXTChar})
+        rows.Serve(kExternalNarrow, SideOf(target), Via{ExternalVarChar, target});
+    rows.ServeEach(kExternalNarrow, SideOf(LongVarXTChar), kAll, Via{ExternalVarChar, LongVarXTChar},
+                   Via{ExternalVarChar, LongVarXTChar}, Via{ExternalVarChar, VarXTChar});
+
+    // The client's wide buffer as a source, only with equal nullabilities.
+    for (const Word target : kFixedNumbers)
+        rows.Serve(kExternalWide, SideOf(target), Via{Char, target}, kSame);
+    for (const Word target : {Numeric, Char, VarChar})
+        rows.Serve(kExternalWide, SideOf(target), Via{ExternalChar, target}, kSame);
+    rows.Serve(kExternalWide, SideOf(LongVarChar), Via{ExternalChar, VarChar}, kSame);
+    for (const Word target : {XTChar, VarXTChar})
+        rows.Serve(kExternalWide, SideOf(target), Via{ExternalVarXTChar, target}, kSame);
+    rows.ServeEach(kExternalWide, SideOf(LongVarXTChar), kSame, Via{ExternalVarXTChar, LongVarXTChar},
+                   {}, Via{ExternalVarXTChar, VarXTChar});
+
+    // Binary values.
+    rows.Serve(Binary, Binary);
+    rows.Serve(Binary, VarBinary);
+    rows.Serve(Binary, LongVarBinary);
+    rows.Serve(VarBinary, VarBinary);
+    rows.Serve(VarBinary, LongVarBinary);
+    rows.Serve(LongVarBinary, LongVarBinary);
     return rows;
 }
 
 constexpr RowBuilder kRowBuilder = BuildRows();
 static_assert(!kRowBuilder.Failed(), "a served description names a missing converter");
+static_assert(kRowBuilder.Count() == 990, "the served descriptions without dates and times");
 
 constexpr std::span<const PropertyFuncInfo> kRows(kRowBuilder.Rows().data(), kRowBuilder.Count());
 

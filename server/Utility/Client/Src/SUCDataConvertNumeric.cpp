@@ -6,37 +6,12 @@
 #include <utility>
 
 #include "SUCDataConvertCore.h"
+#include "SUCDataConvertNumber.h"
 #include "Utility/Generic/SUGErrorMessage.h"
 #include "Utility/Generic/SUGTarvelNumber.h"
 
 namespace xts::convert {
 namespace {
-
-// The native value of each fixed-width number word.
-template <class Word>
-struct NativeOf;
-template <> struct NativeOf<word::Bit> { using Type = uint8; };
-template <> struct NativeOf<word::Boolean> { using Type = uint8; };
-template <> struct NativeOf<word::Int8> { using Type = int8; };
-template <> struct NativeOf<word::UnsignedInt8> { using Type = uint8; };
-template <> struct NativeOf<word::Int16> { using Type = int16; };
-template <> struct NativeOf<word::UnsignedInt16> { using Type = uint16; };
-template <> struct NativeOf<word::Int32> { using Type = int32; };
-template <> struct NativeOf<word::UnsignedInt32> { using Type = uint32; };
-template <> struct NativeOf<word::Float32> { using Type = float; };
-template <> struct NativeOf<word::Float64> { using Type = double; };
-
-template <class Word>
-using Native = typename NativeOf<Word>::Type;
-
-template <class Word>
-concept FixedNumberWord = requires { typename NativeOf<Word>::Type; };
-template <class Word>
-concept FlagWord = std::same_as<Word, word::Bit> || std::same_as<Word, word::Boolean>;
-template <class Word>
-concept FloatingWord = std::same_as<Word, word::Float32> || std::same_as<Word, word::Float64>;
-template <class Word>
-concept IntegerWord = FixedNumberWord<Word> && !FlagWord<Word> && !FloatingWord<Word>;
 
 #define XT_RANGE_ERROR(code, Source, Target) \
     ThrowRangeError(code, Source::kType, Target::kType, __FILE__, __LINE__)
@@ -71,21 +46,6 @@ XT_ALWAYS_INLINE Native<Target> FloatingToInteger(Native<Source> value) {
         return std::same_as<Result, int32> ? static_cast<Result>(std::numeric_limits<int32>::min())
                                            : Result{0};
     return static_cast<Result>(static_cast<int64>(value));
-}
-
-// Float64 into Float32 by ordinary rounding, without a range check: values
-// beyond the single range become infinities, as the hardware does.
-XT_ALWAYS_INLINE float NarrowToFloat32(double value) {
-    constexpr double kMax = std::numeric_limits<float>::max();
-    if (value > kMax || value < -kMax) {
-        // Above FLT_MAX by less than half its last unit still rounds to it.
-        constexpr double kRoundsToInfinity = kMax + 0x1p103;
-        const double magnitude = std::fabs(value);
-        const float result = magnitude < kRoundsToInfinity ? std::numeric_limits<float>::max()
-                                                           : std::numeric_limits<float>::infinity();
-        return value < 0 ? -result : result;
-    }
-    return static_cast<float>(value);
 }
 
 template <class Source, class Target>
@@ -160,19 +120,9 @@ struct ConvertOp<Source, Target> : FixedWidthNulls<sizeof(Native<Target>)> {
 // A fixed-width number into Numeric. A null source into a non-nullable
 // Numeric target becomes the number zero.
 template <FixedNumberWord Source>
-struct ConvertOp<Source, word::Numeric> : FixedWidthNulls<0> {
+struct ConvertOp<Source, word::Numeric> : NumericTargetNulls {
     XT_ALWAYS_INLINE static void Convert(ConvertCall& call) {
         StoreNumber(TarvelNumber(Load<Native<Source>>(call.from)), call);
-    }
-    static void NullToPlain(ConvertCall& call) {
-        const TarvelNumber zero;
-        if (zero.GetByteVectorLength() <= call.toLength) {
-            zero.ToBuffer(call.to);
-            call.returnLength = zero.GetByteVectorLength();
-        } else {
-            call.returnLength = 0;
-        }
-        call.toIsNull = 1;
     }
 };
 
@@ -191,7 +141,7 @@ struct ConvertOp<word::Numeric, Target> : FixedWidthNulls<sizeof(Native<Target>)
 // Numeric into Numeric copies the source's bytes as they are; the target's
 // capacity is deliberately not consulted.
 template <>
-struct ConvertOp<word::Numeric, word::Numeric> : ConvertOp<word::Int32, word::Numeric> {
+struct ConvertOp<word::Numeric, word::Numeric> : NumericTargetNulls {
     XT_ALWAYS_INLINE static void Convert(ConvertCall& call) {
         std::memmove(call.to, call.from, call.fromLength);
         call.toIsNull = 0;

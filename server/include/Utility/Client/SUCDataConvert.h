@@ -28,6 +28,7 @@
 
 #include "Utility/Client/SUCDataConvertList.h"
 #include "Utility/Client/SUCXTDataTypes.h"
+#include "Utility/Generic/SUGDataBlobUtil.h"
 #include "Utility/Generic/SUGDateTimeMetaData.h"
 #include "Utility/Generic/SUGExport.h"
 #include "Utility/Generic/SUGXTString.h"
@@ -115,6 +116,49 @@ public:
 #undef XT_DECLARE_NULLABLE_TO_PLAIN
 #undef XT_DECLARE_PLAIN
 #undef XT_DECLARE_CONVERTER
+
+    // Text helpers shared by the character converters. Lengths are counted in
+    // units of the text (bytes or wide characters).
+
+    // Integer text (leading and trailing white space, a sign, decimal digits,
+    // an optional fraction that is truncated toward zero; "true" and "false"
+    // in any case give 1 and 0). Only the upper bound `maximum` is checked:
+    // the caller keeps the low bytes of the result. Bad text raises 46044.
+    static int32 CharToLongData(const char* text, uint32 length, int32 maximum);
+    static int32 XTCharToLongData(const wchar_t* text, uint32 length, int32 maximum);
+    // Unsigned integer text: as above without a sign and without the words;
+    // above `maximum` or more than 10 digits raises 46044.
+    static uint32 CharToUnsignedLongData(const char* text, uint32 length, uint32 maximum);
+    static uint32 XTCharToUnsignedLongData(const wchar_t* text, uint32 length, uint32 maximum);
+    // Floating text after leading white space, read as far as it is a number
+    // (nothing after it is checked). Empty or blank text raises 46045.
+    static double CharToFloat64Data(const char* text, uint32 length, double ignored = 0);
+    static double XTCharToFloat64Data(const wchar_t* text, uint32 length, double ignored = 0);
+
+    // Decimal text of an integer, left-aligned and zero-terminated in `size`
+    // bytes; when it does not fit, the sign and the low-order digits are kept.
+    // Returns the characters written (without the terminator).
+    static int32 DigitizeBinaryLongData(int32 value, char* buffer, int32 size);
+    static int32 DigitizeBinaryUnsignedLongData(uint32 value, char* buffer, int32 size);
+    // Text of a double with two fraction digits, rounded half up; the
+    // exponent form when the fixed form does not fit; "INFINITY" beyond the
+    // double range. Returns the characters written (without the terminator).
+    static int32 DigitizeFloat64Data(double value, char* buffer, int32 size);
+    // Wide twins: the text padded with blanks to exactly `size` characters and
+    // terminated at index `size` (so `size` + 1 units are written). Return `size`.
+    static int32 XTDigitizeBinaryLongData(int32 value, wchar_t* buffer, int32 size);
+    static int32 XTDigitizeBinaryUnsignedLongData(uint32 value, wchar_t* buffer, int32 size);
+    static int32 XTCharDigitizeFloat64Data(double value, wchar_t* buffer, int32 size);
+
+    // The image of a fixed wide text of `width` characters: width x 4 + 1
+    // bytes, the characters from the start, then zero bytes (the terminator
+    // unit, cut where the vector ends). The text must not be longer than
+    // `width` (an assertion).
+    static void BuildChar(const XTString& text, ByteVector& out, int32 width);
+    // The in-record image of a variable wide text: a 32-bit count, the
+    // characters and a zero unit.
+    static void BuildVarchar(const XTString& text, ByteVector& out);
+    static void BuildVarchar(const wchar_t* text, ByteVector& out);
 
     // The number of converters, and of those the registry serves.
     static constexpr std::size_t kConverterCount = 755;
