@@ -3,6 +3,7 @@
 // and the process-wide date and time defaults and regional switch.
 #include "Utility/Client/SUCDataConvert.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
@@ -51,7 +52,8 @@ struct ConverterEntry {
            XT_ENTRY_NULLABLE_TO_PLAIN, XT_ENTRY_NULLABLE_TO_NULLABLE)
 
 constexpr ConverterEntry kConverters[] = {XT_ENTRIES(XT_NUMERIC_CONVERTERS)
-                                              XT_ENTRIES(XT_CHARACTER_CONVERTERS)};
+                                              XT_ENTRIES(XT_CHARACTER_CONVERTERS)
+                                                  XT_ENTRIES(XT_DATETIME_CONVERTERS)};
 
 constexpr std::array<XTConverterInfo, std::size(kConverters)> MakeConverterInfos() {
     std::array<XTConverterInfo, std::size(kConverters)> infos{};
@@ -154,6 +156,7 @@ public:
                     m_failed = true;  // a rule names a converter that does not exist
                     continue;
                 }
+                m_converterIndex[m_count] = index;
                 m_rows[m_count++] = PropertyFuncInfo{
                     source.type,       sourceNullable,  source.wide,
                     source.external,   target.type,     targetNullable,
@@ -166,6 +169,17 @@ public:
     constexpr bool Failed() const { return m_failed; }
     constexpr std::size_t Count() const { return m_count; }
     constexpr const std::array<PropertyFuncInfo, kCapacity>& Rows() const { return m_rows; }
+    // The number of distinct converters the rows name.
+    constexpr std::size_t CountDistinctConverters() const {
+        std::array<bool, std::size(kConverters)> used{};
+        std::size_t count = 0;
+        for (std::size_t r = 0; r < m_count; ++r)
+            if (!used[m_converterIndex[r]]) {
+                used[m_converterIndex[r]] = true;
+                ++count;
+            }
+        return count;
+    }
 
 private:
     static constexpr bool Covers(Nullability nullability, bool sourceNullable,
@@ -180,6 +194,7 @@ private:
     }
 
     std::array<PropertyFuncInfo, kCapacity> m_rows{};
+    std::array<std::size_t, kCapacity> m_converterIndex{};
     std::size_t m_count = 0;
     bool m_failed = false;
 };
@@ -188,6 +203,7 @@ constexpr Word kFixedNumbers[] = {Word::Bit,           Word::Boolean, Word::Int8
                                   Word::UnsignedInt8,  Word::Int16,   Word::UnsignedInt16,
                                   Word::Int32,         Word::UnsignedInt32, Word::Float32,
                                   Word::Float64};
+constexpr Word kDatesAndTimes[] = {Word::Date, Word::Time, Word::DateTime};
 constexpr Word kTexts[] = {Word::Char,      Word::XTChar,      Word::VarChar,
                            Word::VarXTChar, Word::LongVarChar, Word::LongVarXTChar};
 
@@ -231,6 +247,7 @@ constexpr RowBuilder BuildRows() {
         serveNumbers(source);
         for (const Word target : kTexts) rows.Serve(source, target);
         serveExternalAsChar(source);
+        for (const Word target : kDatesAndTimes) rows.Serve(source, target);
     }
     // Narrow variable text.
     rows.Serve(VarChar, Int16, kBothNullable);
@@ -256,6 +273,8 @@ constexpr RowBuilder BuildRows() {
         rows.Serve(kExternalNarrow, SideOf(target), Via{ExternalVarChar, target});
     rows.ServeEach(kExternalNarrow, SideOf(LongVarXTChar), kAll, Via{ExternalVarChar, LongVarXTChar},
                    Via{ExternalVarChar, LongVarXTChar}, Via{ExternalVarChar, VarXTChar});
+    for (const Word target : kDatesAndTimes)
+        rows.Serve(kExternalNarrow, SideOf(target), Via{Char, target});
 
     // The client's wide buffer as a source, only with equal nullabilities.
     for (const Word target : kFixedNumbers)
@@ -267,6 +286,8 @@ constexpr RowBuilder BuildRows() {
         rows.Serve(kExternalWide, SideOf(target), Via{ExternalVarXTChar, target}, kSame);
     rows.ServeEach(kExternalWide, SideOf(LongVarXTChar), kSame, Via{ExternalVarXTChar, LongVarXTChar},
                    {}, Via{ExternalVarXTChar, VarXTChar});
+    for (const Word target : kDatesAndTimes)
+        rows.Serve(kExternalWide, SideOf(target), Via{ExternalChar, target}, kSame);
 
     // Binary values.
     rows.Serve(Binary, Binary);
@@ -275,12 +296,34 @@ constexpr RowBuilder BuildRows() {
     rows.Serve(VarBinary, VarBinary);
     rows.Serve(VarBinary, LongVarBinary);
     rows.Serve(LongVarBinary, LongVarBinary);
+
+    // Dates and times. Every TimeStamp target takes the DateTime-target
+    // converter; a TimeStamp source takes the DateTime-source converters but
+    // toward TimeStamp and the client's buffer.
+    for (const Word source : {Date, Time}) {
+        rows.Serve(source, Char);
+        rows.Serve(source, XTChar);
+        serveExternalAsChar(source);
+        rows.Serve(source, source);
+        rows.Serve(source, DateTime);
+        rows.Serve(SideOf(source), SideOf(TimeStamp), Via{source, DateTime});
+    }
+    for (const Word target : {Char, XTChar, Date, Time, DateTime}) rows.Serve(DateTime, target);
+    rows.Serve(SideOf(DateTime), SideOf(TimeStamp), Via{DateTime, DateTime});
+    rows.Serve(SideOf(DateTime), kExternalTarget, Via{DateTime, ExternalChar}, kSame);
+    for (const Word target : {Char, XTChar, Date, Time, DateTime})
+        rows.Serve(SideOf(TimeStamp), SideOf(target), Via{DateTime, target});
+    rows.Serve(SideOf(TimeStamp), SideOf(TimeStamp), Via{TimeStamp, DateTime});
+    rows.Serve(SideOf(TimeStamp), kExternalTarget, Via{TimeStamp, ExternalChar}, kSame);
     return rows;
 }
 
 constexpr RowBuilder kRowBuilder = BuildRows();
 static_assert(!kRowBuilder.Failed(), "a served description names a missing converter");
-static_assert(kRowBuilder.Count() == 990, "the served descriptions without dates and times");
+static_assert(kRowBuilder.Count() == SUDataConvert::kRegistryRowCount);
+static_assert(std::size(kConverters) == SUDataConvert::kConverterCount);
+
+static_assert(kRowBuilder.CountDistinctConverters() == SUDataConvert::kRegisteredConverterCount);
 
 constexpr std::span<const PropertyFuncInfo> kRows(kRowBuilder.Rows().data(), kRowBuilder.Count());
 
@@ -314,6 +357,15 @@ constexpr uint32 KeyOf(const PropertyFuncInfo& row) {
                        row.isInputExteranlVarChar_, row.outputDataType_, row.isOutputNull_,
                        row.isOutputUnicode_, row.isOutputExteranlVarChar_);
 }
+
+// Every row has its own key: a duplicate would be a defect of the rules.
+constexpr bool HasUniqueKeys() {
+    std::array<uint32, SUDataConvert::kRegistryRowCount> keys{};
+    for (std::size_t r = 0; r < keys.size(); ++r) keys[r] = KeyOf(kRowBuilder.Rows()[r]);
+    std::sort(keys.begin(), keys.end());
+    return std::adjacent_find(keys.begin(), keys.end()) == keys.end();
+}
+static_assert(HasUniqueKeys());
 
 const IdFuncPairMap& Registry() {
     static const IdFuncPairMap registry(kRows);

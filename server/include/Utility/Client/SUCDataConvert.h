@@ -30,6 +30,7 @@
 #include "Utility/Client/SUCXTDataTypes.h"
 #include "Utility/Generic/SUGDataBlobUtil.h"
 #include "Utility/Generic/SUGDateTimeMetaData.h"
+#include "Utility/Generic/SUGXTDateTime.h"
 #include "Utility/Generic/SUGExport.h"
 #include "Utility/Generic/SUGXTString.h"
 
@@ -196,6 +197,14 @@ public:
     // `value` is the affirmative word, ignoring case; off otherwise.
     static void SetRegionalSetting(const XTNString& value);
     static bool GetRegionalSetting() noexcept { return bRegionalSetting_; }
+
+    // Date and time text by the operating system's locale (the current
+    // LC_TIME): the date, the time, or the date, a blank and the time. Return
+    // non-zero on success and 0 when a locale formatter fails, in which case
+    // the converters fall back to the default formats.
+    static int ConvertDateToRegional(const XTDate& date, XTString& out);
+    static int ConvertTimeToRegional(const XTTime& time, XTString& out);
+    static int ConvertDateTimeToRegional(const XTDateTime& dateTime, XTString& out);
 
     // Replaces the formats of the three default date and time objects. Meant
     // for start-up, before conversions run on other threads.
