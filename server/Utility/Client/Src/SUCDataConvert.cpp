@@ -62,12 +62,32 @@ constexpr std::array<XTConverterInfo, std::size(kConverters)> MakeConverterInfos
 }
 constexpr auto kConverterInfos = MakeConverterInfos();
 
+constexpr std::size_t kWordCount = static_cast<std::size_t>(Word::TimeStamp) + 1;
+constexpr std::size_t kFormCount = 3;
+constexpr std::size_t kNoConverter = std::size(kConverters);
+
+// The position in kConverters of each (source word, target word, form), or
+// kNoConverter: one pass over the list, so that the rules look converters up
+// in constant time.
+constexpr auto MakeConverterIndex() {
+    std::array<std::size_t, kWordCount * kWordCount * kFormCount> index{};
+    index.fill(kNoConverter);
+    for (std::size_t i = 0; i < std::size(kConverters); ++i) {
+        const ConverterEntry& entry = kConverters[i];
+        index[(static_cast<std::size_t>(entry.source) * kWordCount +
+               static_cast<std::size_t>(entry.target)) *
+                  kFormCount +
+              static_cast<std::size_t>(entry.form)] = i;
+    }
+    return index;
+}
+constexpr auto kConverterIndex = MakeConverterIndex();
+
 constexpr std::size_t FindConverter(Word source, Word target, XTConverterForm form) {
-    for (std::size_t i = 0; i < std::size(kConverters); ++i)
-        if (kConverters[i].source == source && kConverters[i].target == target &&
-            kConverters[i].form == form)
-            return i;
-    return std::size(kConverters);
+    return kConverterIndex[(static_cast<std::size_t>(source) * kWordCount +
+                            static_cast<std::size_t>(target)) *
+                               kFormCount +
+                           static_cast<std::size_t>(form)];
 }
 
 // ---------------------------------------------------------------------------
@@ -152,7 +172,7 @@ public:
                                 : form == XTConverterForm::kNullableToPlain ? nullableToPlain
                                                                             : nullableToNullable;
                 const std::size_t index = FindConverter(via.source, via.target, form);
-                if (index == std::size(kConverters) || m_count == kCapacity) {
+                if (index == kNoConverter || m_count == kCapacity) {
                     m_failed = true;  // a rule names a converter that does not exist
                     continue;
                 }

@@ -6,39 +6,51 @@
 namespace {
 
 // Simple one-to-one case mapping for Basic Latin, Latin-1, Latin Extended-A,
-// Greek and Cyrillic. Characters outside those blocks map to themselves.
+// Greek and Cyrillic. Each row maps a run of capitals to small letters: either
+// every capital in [first, last] to capital + delta, or (alternating rows)
+// capital/small pairs starting at `first`. Letters without a one-to-one
+// partner (sharp s, dotless i, kra, final sigma, long s, micro sign ...) and
+// everything outside those blocks map to themselves.
+struct CaseRun {
+    wchar_t first;
+    wchar_t last;
+    int delta;  // 0 marks an alternating run of pairs
+};
+
+constexpr CaseRun kCaseRuns[] = {
+    {0xC0, 0xD6, 32},   {0xD8, 0xDE, 32},   {0x100, 0x12F, 0},    {0x132, 0x137, 0},
+    {0x139, 0x148, 0},  {0x14A, 0x177, 0},  {0x178, 0x178, -121}, {0x179, 0x17E, 0},
+    {0x370, 0x373, 0},  {0x376, 0x377, 0},  {0x37F, 0x37F, 116},  {0x386, 0x386, 38},
+    {0x388, 0x38A, 37}, {0x38C, 0x38C, 64}, {0x38E, 0x38F, 63},   {0x391, 0x3A1, 32},
+    {0x3A3, 0x3AB, 32}, {0x3CF, 0x3CF, 8},  {0x3D8, 0x3EF, 0},    {0x3F7, 0x3F8, 0},
+    {0x3F9, 0x3F9, -7}, {0x3FA, 0x3FB, 0},  {0x3FD, 0x3FF, -130}, {0x400, 0x40F, 80},
+    {0x410, 0x42F, 32}, {0x460, 0x481, 0},  {0x48A, 0x4BF, 0},    {0x4C0, 0x4C0, 15},
+    {0x4C1, 0x4CE, 0},  {0x4D0, 0x4FF, 0},
+};
+constexpr wchar_t kCaseRunsEnd = 0x500;
+
 wchar_t FoldLower(wchar_t c) noexcept {
     if (c < 0x80) return (c >= L'A' && c <= L'Z') ? static_cast<wchar_t>(c + 32) : c;
-    if (c >= 0xC0 && c <= 0xDE && c != 0xD7) return static_cast<wchar_t>(c + 32);
-    if (c >= 0x100 && c <= 0x17F) {
-        // Pairs alternate upper/lower, shifted by one between U+0139 and U+0148
-        // and again from U+0179; U+0130, U+0131, U+0138, U+0149 and U+017F stand alone.
-        if (c == 0x130 || c == 0x131 || c == 0x138 || c == 0x149 || c == 0x17F) return c;
-        if (c == 0x178) return 0xFF;
-        const bool oddIsUpper = (c >= 0x139 && c <= 0x148) || (c >= 0x179 && c <= 0x17E);
-        const bool isUpper = oddIsUpper ? (c & 1) != 0 : (c & 1) == 0;
-        return isUpper ? static_cast<wchar_t>(c + 1) : c;
+    if (c >= kCaseRunsEnd) return c;
+    for (const CaseRun& run : kCaseRuns) {
+        if (c < run.first || c > run.last) continue;
+        if (run.delta != 0) return static_cast<wchar_t>(c + run.delta);
+        return ((c - run.first) % 2 == 0) ? static_cast<wchar_t>(c + 1) : c;
     }
-    if (c >= 0x391 && c <= 0x3AB && c != 0x3A2) return static_cast<wchar_t>(c + 32);
-    if (c >= 0x410 && c <= 0x42F) return static_cast<wchar_t>(c + 32);
-    if (c >= 0x400 && c <= 0x40F) return static_cast<wchar_t>(c + 80);
     return c;
 }
 
 wchar_t FoldUpper(wchar_t c) noexcept {
     if (c < 0x80) return (c >= L'a' && c <= L'z') ? static_cast<wchar_t>(c - 32) : c;
-    if (c >= 0xE0 && c <= 0xFE && c != 0xF7) return static_cast<wchar_t>(c - 32);
-    if (c == 0xFF) return 0x178;
-    if (c >= 0x100 && c <= 0x17F) {
-        if (c == 0x130 || c == 0x131 || c == 0x138 || c == 0x149 || c == 0x17F) return c;
-        if (c == 0x178) return c;
-        const bool oddIsUpper = (c >= 0x139 && c <= 0x148) || (c >= 0x179 && c <= 0x17E);
-        const bool isLower = oddIsUpper ? (c & 1) == 0 : (c & 1) != 0;
-        return isLower ? static_cast<wchar_t>(c - 1) : c;
+    if (c >= kCaseRunsEnd) return c;
+    for (const CaseRun& run : kCaseRuns) {
+        if (run.delta != 0) {
+            if (c >= run.first + run.delta && c <= run.last + run.delta)
+                return static_cast<wchar_t>(c - run.delta);
+        } else if (c >= run.first && c <= run.last) {
+            return ((c - run.first) % 2 == 1) ? static_cast<wchar_t>(c - 1) : c;
+        }
     }
-    if (c >= 0x3B1 && c <= 0x3CB && c != 0x3C2) return static_cast<wchar_t>(c - 32);
-    if (c >= 0x430 && c <= 0x44F) return static_cast<wchar_t>(c - 32);
-    if (c >= 0x450 && c <= 0x45F) return static_cast<wchar_t>(c - 80);
     return c;
 }
 
@@ -47,9 +59,11 @@ std::basic_string_view<Char> TrimView(std::basic_string_view<Char> text, bool le
     std::size_t begin = 0;
     std::size_t end = text.size();
     if (left)
-        while (begin < end && BaseStringUtil::IsWhiteSpace(static_cast<wchar_t>(text[begin]))) ++begin;
+        while (begin < end && BaseStringUtil::IsWhiteSpace(static_cast<wchar_t>(text[begin])))
+            ++begin;
     if (right)
-        while (end > begin && BaseStringUtil::IsWhiteSpace(static_cast<wchar_t>(text[end - 1]))) --end;
+        while (end > begin && BaseStringUtil::IsWhiteSpace(static_cast<wchar_t>(text[end - 1])))
+            --end;
     return text.substr(begin, end - begin);
 }
 
@@ -66,14 +80,16 @@ struct ParsedInteger {
 ParsedInteger ParseLeadingInteger(std::wstring_view text, uint64 limit) noexcept {
     ParsedInteger parsed;
     std::size_t i = 0;
-    while (i < text.size() && BaseStringUtil::IsWhiteSpace(text[i])) ++i;
-    if (i < text.size() && (text[i] == L'+' || text[i] == L'-')) parsed.negative = text[i++] == L'-';
+    while (i < text.size() && BaseStringUtil::IsWhiteSpace(text[i]))
+        ++i;
+    if (i < text.size() && (text[i] == L'+' || text[i] == L'-'))
+        parsed.negative = text[i++] == L'-';
     for (; i < text.size() && text[i] >= L'0' && text[i] <= L'9'; ++i) {
         parsed.anyDigit = true;
         const auto digit = static_cast<uint64>(text[i] - L'0');
         if (parsed.magnitude > limit) continue;
-        parsed.magnitude = parsed.magnitude > (limit - digit) / 10 ? limit + 1
-                                                                   : parsed.magnitude * 10 + digit;
+        parsed.magnitude =
+            parsed.magnitude > (limit - digit) / 10 ? limit + 1 : parsed.magnitude * 10 + digit;
     }
     parsed.end = i;
     return parsed;
@@ -124,7 +140,9 @@ void BaseStringUtil::TokenizeWithEscape(std::wstring_view text, wchar_t delimite
     tokens.push_back(std::move(current));
 }
 
-XTString BaseStringUtil::Trim(std::wstring_view text) { return XTString(TrimView(text, true, true)); }
+XTString BaseStringUtil::Trim(std::wstring_view text) {
+    return XTString(TrimView(text, true, true));
+}
 XTString BaseStringUtil::TrimLeft(std::wstring_view text) {
     return XTString(TrimView(text, true, false));
 }
@@ -135,8 +153,12 @@ XTNString BaseStringUtil::Trim(std::string_view text) {
     return XTNString(TrimView(text, true, true));
 }
 
-wchar_t BaseStringUtil::ToLower(wchar_t c) noexcept { return FoldLower(c); }
-wchar_t BaseStringUtil::ToUpper(wchar_t c) noexcept { return FoldUpper(c); }
+wchar_t BaseStringUtil::ToLower(wchar_t c) noexcept {
+    return FoldLower(c);
+}
+wchar_t BaseStringUtil::ToUpper(wchar_t c) noexcept {
+    return FoldUpper(c);
+}
 
 XTString BaseStringUtil::ToLower(std::wstring_view text) {
     XTString out(text);

@@ -1,5 +1,8 @@
 #include "Utility/Generic/SUGDataBlobUtil.h"
 
+#include <limits>
+
+#include "Utility/Generic/SUGAssert.h"
 #include "Utility/Generic/SUGErrorMessage.h"
 
 namespace {
@@ -13,6 +16,8 @@ void Append(ByteVector& out, T value) {
 
 template <class T>
 std::size_t WriteAt(ByteVector& out, std::size_t position, T value) {
+    // A position this large is a defect of the caller; it would wrap below.
+    XTAssert(position <= out.max_size() - sizeof(T));
     if (out.size() < position + sizeof(T)) out.resize(position + sizeof(T));
     DataBlobUtil::ToBuffer(out.data() + position, value);
     return position + sizeof(T);
@@ -36,12 +41,21 @@ void ReadUnits(const unsigned char* p, uint32 count, XTString& value, bool assig
 
 }  // namespace
 
-void DataBlobUtil::ToByteVector(ByteVector& out, int16 value) { Append(out, value); }
-void DataBlobUtil::ToByteVector(ByteVector& out, int32 value) { Append(out, value); }
-void DataBlobUtil::ToByteVector(ByteVector& out, uint32 value) { Append(out, value); }
-void DataBlobUtil::ToByteVector(ByteVector& out, bool value) { out.push_back(value ? 1 : 0); }
+void DataBlobUtil::ToByteVector(ByteVector& out, int16 value) {
+    Append(out, value);
+}
+void DataBlobUtil::ToByteVector(ByteVector& out, int32 value) {
+    Append(out, value);
+}
+void DataBlobUtil::ToByteVector(ByteVector& out, uint32 value) {
+    Append(out, value);
+}
+void DataBlobUtil::ToByteVector(ByteVector& out, bool value) {
+    out.push_back(value ? 1 : 0);
+}
 
 void DataBlobUtil::ToByteVector(ByteVector& out, const XTString& value) {
+    XTAssert(value.size() <= std::numeric_limits<uint32>::max());
     const std::size_t at = out.size();
     out.resize(at + kStringHeaderSize + value.size() * kStringUnitSize);
     unsigned char* p = ToBuffer(out.data() + at, static_cast<uint32>(value.size()));
@@ -78,26 +92,25 @@ void DataBlobUtil::CheckAvailable(const unsigned char* p, const unsigned char* e
     if (remaining < needed) SUGThrow(kMsgTruncatedByteVector, item, needed, remaining);
 }
 
-const unsigned char* DataBlobUtil::FromByteVector(const unsigned char* p,
-                                                  const unsigned char* end, int16& value) {
+const unsigned char* DataBlobUtil::FromByteVector(const unsigned char* p, const unsigned char* end,
+                                                  int16& value) {
     return CheckedRead(p, end, value, "16-bit integer");
 }
-const unsigned char* DataBlobUtil::FromByteVector(const unsigned char* p,
-                                                  const unsigned char* end, int32& value) {
+const unsigned char* DataBlobUtil::FromByteVector(const unsigned char* p, const unsigned char* end,
+                                                  int32& value) {
     return CheckedRead(p, end, value, "32-bit integer");
 }
-const unsigned char* DataBlobUtil::FromByteVector(const unsigned char* p,
-                                                  const unsigned char* end, uint32& value) {
+const unsigned char* DataBlobUtil::FromByteVector(const unsigned char* p, const unsigned char* end,
+                                                  uint32& value) {
     return CheckedRead(p, end, value, "32-bit unsigned integer");
 }
-const unsigned char* DataBlobUtil::FromByteVector(const unsigned char* p,
-                                                  const unsigned char* end, bool& value) {
+const unsigned char* DataBlobUtil::FromByteVector(const unsigned char* p, const unsigned char* end,
+                                                  bool& value) {
     return CheckedRead(p, end, value, "boolean");
 }
 
-const unsigned char* DataBlobUtil::FromByteVector(const unsigned char* p,
-                                                  const unsigned char* end, XTString& value,
-                                                  bool assign) {
+const unsigned char* DataBlobUtil::FromByteVector(const unsigned char* p, const unsigned char* end,
+                                                  XTString& value, bool assign) {
     CheckAvailable(p, end, kStringHeaderSize, "string length");
     const uint32 count = GetLittleEndianUInt32(p);
     const std::size_t bytes = static_cast<std::size_t>(count) * kStringUnitSize;

@@ -45,7 +45,8 @@ constexpr CatalogueEntry kCatalogue[] = {
 
 }  // namespace
 
-ErrorMessage::ErrorMessage(const char* file, int line, int32 code, std::vector<XTString> arguments) {
+ErrorMessage::ErrorMessage(const char* file, int line, int32 code,
+                           std::vector<XTString> arguments) {
     Push(file, line, code, std::move(arguments));
 }
 
@@ -116,10 +117,24 @@ XTString ErrorMessage::ToArgument(std::string_view utf8) {
     return SystemUtility::FromUtf8Lenient(XTNString(utf8));
 }
 
-XTString ErrorMessage::ToArgument(double value) {
+namespace {
+
+// The shortest decimal form that reads back to the same value of its own
+// type (a float is not widened first, so 0.1f gives "0.1").
+template <class Floating>
+XTString FloatingArgument(Floating value) {
     if (std::isnan(value)) return L"NaN";
     if (std::isinf(value)) return value < 0 ? L"-Infinity" : L"Infinity";
     char buffer[64];
     const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
     return XTString(buffer, result.ptr);
+}
+
+}  // namespace
+
+XTString ErrorMessage::ToArgument(double value) {
+    return FloatingArgument(value);
+}
+XTString ErrorMessage::ToArgument(float value) {
+    return FloatingArgument(value);
 }

@@ -98,8 +98,10 @@ public:
     }
     static XTString ToArgument(const std::string& utf8) { return ToArgument(std::string_view(utf8)); }
     static XTString ToArgument(bool value) { return value ? L"true" : L"false"; }
+    // Floating values in their shortest round-trip form; "NaN", "Infinity"
+    // and "-Infinity" for the special values.
     static XTString ToArgument(double value);
-    static XTString ToArgument(float value) { return ToArgument(static_cast<double>(value)); }
+    static XTString ToArgument(float value);
     template <class T>
         requires(std::is_integral_v<T> && !std::is_same_v<T, bool>)
     static XTString ToArgument(T value) {
