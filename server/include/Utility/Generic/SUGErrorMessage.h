@@ -70,7 +70,8 @@ public:
     }
 
     // The code of the first (original) message.
-    int32 GetCode() const noexcept { return m_messages.front().code; }
+    // (0 for an object that was moved from).
+    int32 GetCode() const noexcept { return m_messages.empty() ? 0 : m_messages.front().code; }
     // Whether any message of the stack has this code.
     bool HasCode(int32 code) const noexcept;
     std::size_t GetMessageCount() const noexcept { return m_messages.size(); }
@@ -78,7 +79,8 @@ public:
     const std::vector<Message>& GetMessages() const noexcept { return m_messages; }
     // The arguments of the first message.
     const std::vector<XTString>& GetArguments() const noexcept {
-        return m_messages.front().arguments;
+        static const std::vector<XTString> kNone;
+        return m_messages.empty() ? kNone : m_messages.front().arguments;
     }
 
     // Every message, one per line, rendered from the catalogue (UTF-8).
@@ -91,6 +93,7 @@ public:
     static const char* GetCatalogueText(int32 code) noexcept;
 
     static XTString ToArgument(const XTString& value) { return value; }
+    static XTString ToArgument(std::wstring_view value) { return XTString(value); }
     static XTString ToArgument(const wchar_t* value) { return value ? XTString(value) : XTString(); }
     static XTString ToArgument(std::string_view utf8);
     static XTString ToArgument(const char* utf8) {
