@@ -33,5 +33,7 @@ std::span<const Command> GetCommands();
 // Handlers, one per subcommand.
 int RunTypesCommand(CommandArguments arguments);
 int RunKeywordCommand(CommandArguments arguments);
+int RunConvertCommand(CommandArguments arguments);
+int RunConvertersCommand(CommandArguments arguments);
 
 }  // namespace xtsutil

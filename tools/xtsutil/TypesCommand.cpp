@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "TextTable.h"
 #include "Utility/Client/SUCXTDataTypes.h"
 #include "Utility/Generic/SUGSystemUtility.h"
 
@@ -41,17 +42,6 @@ std::string ClassesOf(XTDataType type) {
     return classes.empty() ? "-" : classes;
 }
 
-using Row = std::vector<std::string>;
-
-void PrintRow(const Row& row, const std::vector<std::size_t>& widths) {
-    std::string line;
-    for (std::size_t column = 0; column < row.size(); ++column) {
-        line += row[column];
-        if (column + 1 < row.size()) line.append(widths[column] - row[column].size() + 2, ' ');
-    }
-    std::printf("%s\n", line.c_str());
-}
-
 }  // namespace
 
 int RunTypesCommand(CommandArguments arguments) {
@@ -59,19 +49,14 @@ int RunTypesCommand(CommandArguments arguments) {
         std::fprintf(stderr, "xtsutil types: unexpected argument '%s'\n", arguments[0]);
         return kExitUsage;
     }
-    std::vector<Row> rows{{"VALUE", "ENUMERATOR", "DISPLAY NAME", "SINGLE WORD", "CLASSES"}};
+    std::vector<TableRow> rows{{"VALUE", "ENUMERATOR", "DISPLAY NAME", "SINGLE WORD", "CLASSES"}};
     for (const XTDataTypeCatalogueEntry& entry : SUXTDataTypeUtility::GetCatalogue()) {
         // Display names are quoted: they may hold blanks or be empty.
         rows.push_back({std::to_string(entry.type), entry.enumerator,
                         "\"" + SystemUtility::ToUtf8Lenient(entry.displayName) + "\"",
                         SystemUtility::ToUtf8Lenient(entry.singleWordName), ClassesOf(entry.type)});
     }
-    std::vector<std::size_t> widths(rows.front().size(), 0);
-    for (const Row& row : rows)
-        for (std::size_t column = 0; column < row.size(); ++column)
-            if (row[column].size() > widths[column]) widths[column] = row[column].size();
-    for (const Row& row : rows)
-        PrintRow(row, widths);
+    PrintTable(rows);
     return kExitSuccess;
 }
 

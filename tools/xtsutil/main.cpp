@@ -22,6 +22,11 @@ constexpr Command kCommands[] = {
     {"keyword", "WORD...",
      "Tell for each WORD whether it is a reserved SQL keyword (exit 1 if any is not).",
      RunKeywordCommand},
+    {"convert", "--from TYPE[:FORMS] --to TYPE[:FORMS] [--length N] [--null] VALUE",
+     "Convert VALUE with the converter the registry chooses (FORMS: nullable,wide,external).",
+     RunConvertCommand},
+    {"converters", "", "List the converter registry: key, source, target, converter.",
+     RunConvertersCommand},
     {"help", "[COMMAND]", "Print this help, or the usage of COMMAND.", RunHelpCommand},
 };
 
