@@ -123,8 +123,8 @@ TEST_F(RefCntTest, ConcurrentCopiesAndReleasesDeleteOnce) {
 
 TEST(RefCntDeathTest, DereferencingEmptyHandleAsserts) {
     RefCnt<Tracked> empty;
-    EXPECT_DEATH((void)*empty, "Assertion failed: m_object != nullptr");
-    EXPECT_DEATH((void)empty->value, "Assertion failed: m_object != nullptr");
+    EXPECT_DEATH((void)*empty, "Assertion failed: false");
+    EXPECT_DEATH((void)empty->value, "Assertion failed: false");
 }
 
 using HeapTest = RefCntTest;

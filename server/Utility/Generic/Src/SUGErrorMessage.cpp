@@ -72,7 +72,9 @@ const char* ErrorMessage::GetCatalogueText(int32 code) noexcept {
 }
 
 std::string ErrorMessage::FormatMessage(const Message& message) {
-    std::string out = "[" + std::to_string(message.code) + "] ";
+    std::string out(1, '[');
+    out += std::to_string(message.code);
+    out += "] ";
     const std::size_t count = message.arguments.size();
     std::vector<bool> used(count, false);
     const char* text = GetCatalogueText(message.code);

@@ -73,12 +73,14 @@ public:
     bool IsNull() const noexcept { return m_object == nullptr; }
     explicit operator bool() const noexcept { return m_object != nullptr; }
 
+    // An empty handle reports the failed condition "false", as every
+    // null-reference check of the record classes does.
     T& operator*() const {
-        XTAssert(m_object != nullptr);
+        if (m_object == nullptr) XTAssertFailed(__FILE__, __LINE__, "false");
         return *m_object;
     }
     T* operator->() const {
-        XTAssert(m_object != nullptr);
+        if (m_object == nullptr) XTAssertFailed(__FILE__, __LINE__, "false");
         return m_object;
     }
 
