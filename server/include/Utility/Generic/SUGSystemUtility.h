@@ -7,15 +7,24 @@
 //    page of the process (see GetMultiByteCodePage).
 //  - The result is the number of destination units written. It is 0 when the
 //    destination filled up before the source ended (the destination then holds
-//    exactly its first `capacity` units of the full result) and also for an
-//    empty source. It is negative for invalid input (malformed or truncated
-//    multi-byte sequences, lone surrogates, characters the target cannot hold)
-//    or an unknown code page.
+//    exactly its first `capacity` units of the full result, which may end
+//    inside a multi-byte character or between the two halves of a surrogate
+//    pair) and also for an empty source or a capacity of 0 (nothing is
+//    written then). It is negative for invalid input (malformed or truncated
+//    multi-byte sequences, lone surrogates, wide values above U+10FFFF,
+//    characters the target cannot hold: kInvalidInput), an unknown code page
+//    (kUnknownCodePage) or unusable arguments such as a null buffer with a
+//    non-zero size or a negative capacity (kInvalidArgument).
+//    Input is checked only as far as the conversion gets: a fault after the
+//    point where the destination fills up is not seen.
 //  - Nothing is ever written at or beyond destination + capacity. No
 //    terminator is added beyond what the source contains.
 //  - A negative source length means the source is zero-terminated; the
 //    terminator is then converted too and counted.
 //  - Thread-safe; independent of the locale except for resolving code page 0.
+//    UTF-8 and ISO-8859-1 are converted by hand-written code; other code pages
+//    go through iconv with a per-thread cache of descriptors.
+// The code page table and the exact rules are in docs/transcoding.md.
 #pragma once
 
 #include <vector>
@@ -28,6 +37,11 @@ public:
     static constexpr unsigned kDefaultCodePage = 0;
     static constexpr unsigned kUTF8CodePage = 65001;
     static constexpr unsigned kLatin1CodePage = 28591;
+
+    // Negative results of the converters.
+    static constexpr int kInvalidInput = -1;
+    static constexpr int kUnknownCodePage = -2;
+    static constexpr int kInvalidArgument = -3;
 
     // Narrow text in `codePage` to wide (32-bit) text.
     static int MultiByteToWideChar(const char* source, int sourceBytes, wchar_t* destination,
@@ -47,12 +61,15 @@ public:
                                int destinationUnits, unsigned codePage);
 
     // The number of the default code page: the codeset of the current LC_CTYPE
-    // locale; a plain ASCII codeset (the "C" locale) counts as UTF-8.
+    // locale (the thread's own locale when it set one with uselocale); a plain
+    // ASCII codeset (the "C" locale) and a codeset without a code page number
+    // count as UTF-8.
     static unsigned GetMultiByteCodePage();
     // The iconv charset name of a code page ("UTF-8", "WINDOWS-1252" ...), or
     // null for an unknown number. Code page 0 resolves to the default first.
     static const char* GetCodePageCharset(unsigned codePage);
-    // The code page number of an iconv charset name, or 0 when unknown.
+    // The code page number of an iconv charset name or a common alias, or 0
+    // when unknown. Case, '-' and '_' do not matter ("utf8" is 65001).
     static unsigned GetCodePageFromCharset(const char* charset);
 
     // Whole-string conveniences; invalid input gives an empty result and false.
