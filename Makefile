@@ -26,7 +26,7 @@ build: deps $(BUILD_DIR)/build.ninja
 	cmake --build $(BUILD_DIR) -j $(JOBS)
 
 run: build
-	./$(BUILD_DIR)/tools/xtsutil/xtsutil types
+	./$(BUILD_DIR)/tools/xtsutil/xtsutil demo
 
 test: test-plain test-asan
 

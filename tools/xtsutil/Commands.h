@@ -35,5 +35,6 @@ int RunTypesCommand(CommandArguments arguments);
 int RunKeywordCommand(CommandArguments arguments);
 int RunConvertCommand(CommandArguments arguments);
 int RunConvertersCommand(CommandArguments arguments);
+int RunDemoCommand(CommandArguments arguments);
 
 }  // namespace xtsutil
