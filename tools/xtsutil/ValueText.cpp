@@ -93,9 +93,15 @@ bool StoreBinary(const ValueSide& side, const std::string& text, SourceValue& va
 }
 
 template <class Record>
-bool StoreRecord(const DateTimeMetaData& format, const std::string& text, SourceValue& value) {
+bool StoreRecord(const DateTimeMetaData& format, const std::string& text, SourceValue& value,
+                 std::string& error) {
     Record record{};
-    format.Convert(Widen(text), record);
+    try {
+        format.Convert(Widen(text), record);
+    } catch (const ErrorMessage& failure) {
+        error = failure.what();
+        return false;
+    }
     Store(value, &record, sizeof record);
     value.length = sizeof record;
     return true;
@@ -215,11 +221,12 @@ bool BuildSourceValue(const ValueSide& side, const std::string& text, SourceValu
         case XTBinaryData:
         case XTVarBinaryData:
         case XTLongVarBinaryData: return StoreBinary(side, text, value, error);
-        case XTDateData: return StoreRecord<XTDate>(SUDataConvert::GetDefaultDateMetaData(), text, value);
-        case XTTimeData: return StoreRecord<XTTime>(SUDataConvert::GetDefaultTimeMetaData(), text, value);
+        case XTDateData: return StoreRecord<XTDate>(SUDataConvert::GetDefaultDateMetaData(), text, value, error);
+        case XTTimeData: return StoreRecord<XTTime>(SUDataConvert::GetDefaultTimeMetaData(), text, value, error);
         case XTDateTimeData:
         case XTTimeStampData:
-            return StoreRecord<XTDateTime>(SUDataConvert::GetDefaultDateTimeMetaData(), text, value);
+            return StoreRecord<XTDateTime>(SUDataConvert::GetDefaultDateTimeMetaData(), text, value,
+                                           error);
         default: error = "values of this type cannot be given on the command line"; return false;
     }
 }

@@ -474,9 +474,13 @@ void SUDataConvert::SetRegionalSetting(const XTNString& value) {
 
 void SUDataConvert::InitializeMetaData(XTString& dateFormat, XTString& timeFormat,
                                        XTString& dateTimeFormat) {
-    defaultDateMetaData_.SetDateTimeFormat(dateFormat);
-    defaultTimeMetaData_.SetDateTimeFormat(timeFormat);
-    defaultDateTimeMetaData_.SetDateTimeFormat(dateTimeFormat);
+    // All three formats are checked before any of them replaces the old one.
+    DateTimeMetaData date(dateFormat);
+    DateTimeMetaData time(timeFormat);
+    DateTimeMetaData dateTime(dateTimeFormat);
+    defaultDateMetaData_ = std::move(date);
+    defaultTimeMetaData_ = std::move(time);
+    defaultDateTimeMetaData_ = std::move(dateTime);
 }
 
 void xts::convert::ThrowRangeError(int32 code, XTDataType source, XTDataType target,

@@ -99,8 +99,11 @@ struct ConvertOp<Source, Target> : FixedWidthNulls<0> {
 namespace {
 
 // Completes a short time or date-time text from the client's buffer to the
-// length of the default format: a separator where the format holds ':', ' '
-// or '.', a '0' elsewhere. Texts shorter than the minimum are left alone.
+// length of the default format: a separator where the text the format writes
+// holds ':', ' ' or '.', a '0' elsewhere. Positions are those of the written
+// text (each token its width, each literal one), not of the format's own
+// characters, which differ for tokens spelt longer than they write ("hh24")
+// and for quoted literals. Texts shorter than the minimum are left alone.
 template <class Value>
 uint32 CompleteShortText(wchar_t* text, uint32 length, uint32 capacity) {
     const DateTimeMetaData& format = DefaultFormat(Value{});
@@ -109,22 +112,27 @@ uint32 CompleteShortText(wchar_t* text, uint32 length, uint32 capacity) {
     if constexpr (std::same_as<Value, XTDateTime>)
         minimum = static_cast<uint32>(SUDataConvert::GetDefaultDateMetaData().GetTotalFormatLength());
     if (length < minimum || length >= total || total > capacity) return length;
-    const XTString& pattern = format.GetFormat();
-    for (uint32 i = length; i < total; ++i) {
-        const wchar_t c = i < pattern.size() ? pattern[i] : L'0';
-        text[i] = (c == L':' || c == L' ' || c == L'.') ? c : L'0';
+    uint32 position = 0;
+    for (const DateTimeFormatToken& token : format.GetTokens()) {
+        for (uint32 i = 0; i < token.width_ && position < total; ++i, ++position) {
+            if (position < length) continue;
+            const wchar_t c = token.isLiteral_ ? token.literal_ : L'0';
+            text[position] = (c == L':' || c == L' ' || c == L'.') ? c : L'0';
+        }
     }
     return total;
 }
 
 }  // namespace
 
-// Text into a date or time, parsed by the default format of the target.
+// Text into a date or time, parsed by the default format of the target. The
+// blanks that pad a fixed text are not part of the value.
 template <TextWord Source, DateTimeWord Target>
 struct ConvertOp<Source, Target> : FixedWidthNulls<sizeof(Record<Target>)> {
     static void Convert(ConvertCall& call) {
         WideScratch scratch(1);
-        const SourceText text = ReadSource<Source>(call, scratch);
+        SourceText text = ReadSource<Source>(call, scratch);
+        if constexpr (kTextLayout<Source> == TextLayout::kFixed) text = Trimmed(text, TrimRule::kBlanks);
         if (text.isNull || text.IsEmpty()) {
             call.toIsNull = 1;
             call.returnLength = 0;
