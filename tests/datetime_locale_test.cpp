@@ -5,22 +5,18 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <cwchar>
 #include <string>
 
+#include "LocaleTestSupport.h"
 #include "Utility/Generic/SUGLocaleDateTime.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-
-const char* const kLocaleSources = "/usr/share/i18n/locales";
-
 // An LC_TIME whose date and time texts do not fit into 30 characters; the
 // other categories are copied from POSIX and de_DE.
-const char* const kLongLocaleSource = R"(comment_char %
+std::string LongLocaleSource() {
+    std::string source = R"(comment_char %
 escape_char /
 LC_TIME
 abday "Sun";"Mon";"Tue";"Wed";"Thu";"Fri";"Sat"
@@ -35,60 +31,20 @@ am_pm "AM";"PM"
 t_fmt_ampm "%I:%M:%S %p"
 END LC_TIME
 )";
+    // Small categories from POSIX, the ones POSIX lacks from de_DE.
+    for (const char* category :
+         {"LC_CTYPE", "LC_COLLATE", "LC_MONETARY", "LC_NUMERIC", "LC_MESSAGES"})
+        source += std::string(category) + "\ncopy \"POSIX\"\nEND " + category + "\n";
+    for (const char* category : {"LC_PAPER", "LC_NAME", "LC_ADDRESS", "LC_TELEPHONE",
+                                 "LC_MEASUREMENT", "LC_IDENTIFICATION"})
+        source += std::string(category) + "\ncopy \"de_DE\"\nEND " + category + "\n";
+    return source;
+}
 
-class LocaleFolder : public ::testing::Environment {
-  public:
-    void SetUp() override {
-        char pattern[] = "/tmp/xts-locales-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr) << "cannot create a temporary folder";
-        s_folder = pattern;
-        ASSERT_EQ(std::system("command -v localedef > /dev/null 2>&1"), 0)
-            << "localedef is missing: install the Debian package 'locales' (make test does)";
-        ASSERT_TRUE(fs::exists(fs::path(kLocaleSources) / "de_DE") &&
-                    fs::exists(fs::path(kLocaleSources) / "ja_JP"))
-            << "the locale sources under " << kLocaleSources
-            << " are missing: install the Debian package 'locales' (make test does)";
-
-        {
-            std::ofstream source(s_folder / "xx_LONG");
-            source << kLongLocaleSource;
-            // Small categories from POSIX, the ones POSIX lacks from de_DE.
-            for (const char* category :
-                 {"LC_CTYPE", "LC_COLLATE", "LC_MONETARY", "LC_NUMERIC", "LC_MESSAGES"}) {
-                source << category << "\ncopy \"POSIX\"\nEND " << category << "\n";
-            }
-            for (const char* category : {"LC_PAPER", "LC_NAME", "LC_ADDRESS", "LC_TELEPHONE",
-                                         "LC_MEASUREMENT", "LC_IDENTIFICATION"}) {
-                source << category << "\ncopy \"de_DE\"\nEND " << category << "\n";
-            }
-        }
-        Define("de_DE", "de_DE.UTF-8");
-        Define("ja_JP", "ja_JP.UTF-8");
-        Define((s_folder / "xx_LONG").string(), "xx_LONG.UTF-8");
-        ASSERT_EQ(setenv("LOCPATH", s_folder.c_str(), 1), 0);
-    }
-
-    void TearDown() override {
-        std::setlocale(LC_ALL, "C");
-        unsetenv("LOCPATH");
-        std::error_code ignored;
-        if (!s_folder.empty()) fs::remove_all(s_folder, ignored);
-    }
-
-    static fs::path s_folder;
-
-  private:
-    static void Define(const std::string& input, const std::string& name) {
-        const std::string command = "localedef -i '" + input + "' -f UTF-8 '" +
-                                    (s_folder / name).string() + "' > /dev/null 2>&1";
-        ASSERT_EQ(std::system(command.c_str()), 0) << "failed: " << command;
-    }
-};
-
-fs::path LocaleFolder::s_folder;
-
-const ::testing::Environment* const g_localeFolder =
-    ::testing::AddGlobalTestEnvironment(new LocaleFolder);
+const ::testing::Environment* const g_generatedLocales = ::testing::AddGlobalTestEnvironment(
+    new xts::test::GeneratedLocales({{"de_DE.UTF-8", "de_DE", ""},
+                                     {"ja_JP.UTF-8", "ja_JP", ""},
+                                     {"xx_LONG.UTF-8", "xx_LONG", LongLocaleSource()}}));
 
 // Sets LC_TIME for one test and puts "C" back afterwards.
 class RegionalFormat : public ::testing::Test {

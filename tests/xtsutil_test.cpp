@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -110,7 +111,9 @@ TEST(XtsutilHelpTest, HelpListsEveryCommand) {
         EXPECT_TRUE(Contains(result.out,
                              "Exit status: 0 success, 1 a negative answer, "
                              "2 a usage error, 3 a failure."));
-        for (const char* command : {"types", "keyword WORD...", "help [COMMAND]"})
+        for (const char* command :
+             {"types", "keyword WORD...", "convert --from TYPE[:FORMS] --to TYPE[:FORMS]",
+              "converters", "help [COMMAND]"})
             EXPECT_TRUE(Contains(result.out, std::string("\n  ") + command)) << command;
         EXPECT_EQ(result.err, "");
     }
@@ -149,7 +152,24 @@ INSTANTIATE_TEST_SUITE_P(
         UsageErrorRow{"TypesTakesNoArgument", {"types", "extra"}, "usage: xtsutil types"},
         UsageErrorRow{"KeywordNeedsAWord", {"keyword"}, "usage: xtsutil keyword WORD..."},
         UsageErrorRow{"HelpOfUnknown", {"help", "nothing"}, "unknown command 'nothing'"},
-        UsageErrorRow{"HelpTooMany", {"help", "types", "keyword"}, "too many arguments"}),
+        UsageErrorRow{"HelpTooMany", {"help", "types", "keyword"}, "too many arguments"},
+        UsageErrorRow{"ConvertBadTypeName",
+                      {"convert", "--from", "INTEGER", "--to", "CHAR", "1"},
+                      "unknown type 'INTEGER'"},
+        UsageErrorRow{"ConvertBadForm",
+                      {"convert", "--from", "INT:wid", "--to", "CHAR", "1"},
+                      "unknown form 'wid'"},
+        UsageErrorRow{"ConvertWithoutValue",
+                      {"convert", "--from", "INT", "--to", "CHAR"},
+                      "--from, --to and a VALUE (or --null) are needed"},
+        UsageErrorRow{"ConvertBadLength",
+                      {"convert", "--from", "INT", "--to", "CHAR", "--length", "x", "1"},
+                      "bad length 'x'"},
+        UsageErrorRow{"ConvertValueNotOfTheType",
+                      {"convert", "--from", "SMALLINT", "--to", "INT", "99999"},
+                      "'99999' is not a number of this type"},
+        UsageErrorRow{
+            "ConvertersTakesNoArgument", {"converters", "extra"}, "unexpected argument 'extra'"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // --- types ---
@@ -269,5 +289,143 @@ INSTANTIATE_TEST_SUITE_P(
                                  1,
                                  {"caf\xC3\xA9: not reserved", "\xFF\xFE: not reserved"}}),
     [](const auto& info) { return std::string(info.param.name); });
+
+// --- convert ---
+
+struct ConvertRow {
+    const char* name;
+    std::vector<std::string> arguments;  // after "convert"
+    int status;
+    std::vector<std::string> lines;  // the standard output
+    const char* error;               // expected in the error output; "" for none
+};
+
+class XtsutilConvertTest : public ::testing::TestWithParam<ConvertRow> {};
+
+TEST_P(XtsutilConvertTest, PrintsTheConverterAndItsResult) {
+    const ConvertRow& row = GetParam();
+    std::vector<std::string> arguments{"convert"};
+    arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+    const ToolResult result = RunTool(arguments);
+    EXPECT_EQ(result.status, row.status);
+    EXPECT_EQ(Lines(result.out), row.lines);
+    if (*row.error == '\0')
+        EXPECT_EQ(result.err, "");
+    else
+        EXPECT_TRUE(Contains(result.err, row.error)) << result.err;
+}
+
+// The four lines of a conversion.
+std::vector<std::string> Converted(const std::string& converter, const std::string& result,
+                                   const std::string& length, const std::string& isNull) {
+    return {"converter: " + converter, "result:    " + result, "length:    " + length,
+            "null:      " + isNull};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, XtsutilConvertTest,
+    ::testing::Values(
+        ConvertRow{"IntToChar",
+                   {"--from", "INT", "--to", "CHAR", "42"},
+                   0,
+                   Converted("ConvertInt32ToChar", "\"42\"", "2", "0"),
+                   ""},
+        ConvertRow{"Overflow",
+                   {"--from", "INT", "--to", "SMALLINT", "99999"},
+                   3,
+                   {},
+                   "xtsutil convert: [46224] Value overflow: INTEGER to SMALLINT\n"},
+        ConvertRow{"UnsupportedPair",
+                   {"--from", "DATE", "--to", "INT", "2024/03/05"},
+                   3,
+                   {},
+                   "xtsutil convert: no converter from DATE to INT"},
+        ConvertRow{"NullIntoNullable",
+                   {"--from", "INT:nullable", "--to", "CHAR:nullable", "--null"},
+                   0,
+                   Converted("ConvertInt32NullableToCharNullable", "NULL", "0", "1"),
+                   ""},
+        ConvertRow{"NullIntoPlainChar",
+                   {"--from", "INT:nullable", "--to", "CHAR", "--length", "10", "--null"},
+                   0,
+                   Converted("ConvertInt32NullableToChar", "NULL", "10", "1"),
+                   ""},
+        ConvertRow{"NullIntoDate",
+                   {"--from", "CHAR:nullable", "--to", "DATE", "--null"},
+                   0,
+                   Converted("ConvertCharNullableToDate", "NULL", "6", "1"),
+                   ""},
+        ConvertRow{"DateToChar",
+                   {"--from", "DATE", "--to", "CHAR", "2024/03/05"},
+                   0,
+                   Converted("ConvertDateToChar", "\"2024/03/05\"", "10", "0"),
+                   ""},
+        ConvertRow{"DateToShortChar",
+                   {"--from", "DATE", "--to", "CHAR", "--length", "5", "2024/03/05"},
+                   0,
+                   Converted("ConvertDateToChar", "\"2024\"", "4", "0"),
+                   ""},
+        ConvertRow{
+            "DateTimeToWideChar",
+            {"--from", "TIMESTAMP", "--to", "CHAR:wide", "--length", "12", "2024/03/05 12:30:45.5"},
+            0,
+            Converted("ConvertDateTimeToXTChar", "\"2024/03/05 1\"", "12", "0"),
+            ""},
+        // The client's wide buffer goes through ExternalCharToTime, which
+        // completes a time of whole seconds.
+        ConvertRow{"WideExternalTimeCompleted",
+                   {"--from", "CHAR:wide,external", "--to", "TIME", "12:30:45"},
+                   0,
+                   Converted("ConvertExternalCharToTime", "12:30:45.000000000", "12", "0"),
+                   ""},
+        ConvertRow{"WideExternalDateTimeCompleted",
+                   {"--from", "VARCHAR:wide,external,nullable", "--to", "DATETIME:nullable",
+                    "2024/03/05 12:30"},
+                   0,
+                   Converted("ConvertExternalCharNullableToDateTimeNullable",
+                             "2024-03-05 12:30:00.000000000", "16", "0"),
+                   ""},
+        // The client's narrow buffer goes through the Char converters, which
+        // do not complete.
+        ConvertRow{"NarrowExternalTimeNotCompleted",
+                   {"--from", "CHAR:external", "--to", "TIME", "12:30:45"},
+                   3,
+                   {},
+                   "[46301] Text \"12:30:45\" does not match the date and time format "
+                   "\"hh:mi:ss.fffffffff\""}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+// --- converters ---
+
+TEST(XtsutilConvertersTest, ListsEveryRegistryRow) {
+    const ToolResult result = RunTool({"converters"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    const std::vector<std::string> lines = Lines(result.out);
+    ASSERT_EQ(lines.size(), 1141u);
+    std::istringstream header(lines[0]);
+    std::vector<std::string> headings;
+    for (std::string word; header >> word;)
+        headings.push_back(word);
+    EXPECT_EQ(headings, (std::vector<std::string>{"KEY", "FROM", "TO", "CONVERTER"}));
+    std::vector<std::string> keys;
+    std::string row0x09010100;
+    for (std::size_t i = 1; i < lines.size(); ++i) {
+        const std::string key = lines[i].substr(0, lines[i].find(' '));
+        ASSERT_EQ(key.size(), 10u) << lines[i];
+        EXPECT_EQ(key.rfind("0x", 0), 0u) << lines[i];
+        keys.push_back(key);
+        if (key == "0x09010100") row0x09010100 = lines[i];
+    }
+    std::sort(keys.begin(), keys.end());
+    EXPECT_EQ(std::adjacent_find(keys.begin(), keys.end()), keys.end()) << "keys are unique";
+    ASSERT_FALSE(row0x09010100.empty());
+    std::istringstream row(row0x09010100);
+    std::vector<std::string> words;
+    for (std::string word; row >> word;)
+        words.push_back(word);
+    EXPECT_EQ(words, (std::vector<std::string>{"0x09010100", "SMALLINT", "(nullable)", "CHAR",
+                                               "ConvertInt16NullableToChar"}));
+}
 
 }  // namespace

@@ -95,9 +95,17 @@ bool IsWideSource(const DataConvertParams& params) noexcept {
 
 template <class Unit>
 uint32 LengthToTerminator(const Unit* text, uint32 length) noexcept {
-    uint32 n = 0;
-    while (n < length && text[n] != 0) ++n;
-    return n;
+    if constexpr (std::is_same_v<Unit, char>) {
+        const void* end = std::memchr(text, 0, length);
+        return end ? static_cast<uint32>(static_cast<const char*>(end) - text) : length;
+    } else if constexpr (std::is_same_v<Unit, wchar_t>) {
+        const wchar_t* end = std::wmemchr(text, 0, length);
+        return end ? static_cast<uint32>(end - text) : length;
+    } else {
+        uint32 n = 0;
+        while (n < length && text[n] != 0) ++n;
+        return n;
+    }
 }
 
 // Reads the source text of `call` by the layout of `Word`. Fixed texts end at

@@ -1,6 +1,10 @@
 // Text helpers of the character converters: integer and floating parsers,
 // number formatters and their wide twins, and the wide text builders.
+#include <locale.h>
+#include <stdlib.h>
+
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -8,6 +12,7 @@
 #include <limits>
 
 #include "SUCDataConvertCore.h"
+#include "Utility/Generic/Portable/SUPAutobuffer.h"
 #include "Utility/Generic/SUGAssert.h"
 #include "Utility/Generic/SUGErrorMessage.h"
 #include "Utility/Generic/SUGSystemUtility.h"
@@ -56,72 +61,88 @@ bool IsWordNoCase(const Char* text, uint32 length, const char* word) noexcept {
     return true;
 }
 
-// Reads a decimal number from the text for the fractional path of the
-// integer parser (a narrow copy of at most 64 characters; longer texts cannot
-// be a valid number of ten integer digits anyway and read as far as they go).
+// Reads a decimal number from the text as far as it is one, independent of
+// the locale: leading white space and a '+' are skipped. The text is copied
+// into a narrow buffer (inline up to 64 characters, from the heap beyond), so
+// that a long text is read whole. A value beyond the double range reads as an
+// infinity of its sign, one below the smallest subnormal as zero, as strtod
+// reads them.
 template <class Char>
-double ReadDouble(const Char* text, uint32 length) noexcept {
-    char buffer[64];
-    uint32 n = 0;
+double ReadDouble(const Char* text, uint32 length) {
     uint32 i = 0;
     while (i < length && IsSpace(text[i])) ++i;
     if (i < length && text[i] == '+') ++i;
-    for (; i < length && n < sizeof buffer && text[i] != 0; ++i) {
-        const auto c = static_cast<uint32>(text[i]);
-        buffer[n++] = c < 0x80 ? static_cast<char>(c) : '?';
+    const uint32 n = TextLength(text + i, length - i);
+    AutoBuffer<char, 64> buffer(n + 1);
+    char* narrow = buffer.Get();
+    for (uint32 k = 0; k < n; ++k) {
+        const auto c = static_cast<uint32>(text[i + k]);
+        narrow[k] = c < 0x80 ? static_cast<char>(c) : '?';
     }
+    narrow[n] = '\0';
     double value = 0;
-    std::from_chars(buffer, buffer + n, value);
+    if (std::from_chars(narrow, narrow + n, value).ec == std::errc::result_out_of_range) {
+        static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(0));
+        value = strtod_l(narrow, nullptr, cLocale);
+    }
     return value;
 }
 
 // The integer parser shared by the signed and unsigned, narrow and wide forms.
 template <class Char, bool Signed>
 int64 ParseInteger(const Char* text, uint32 length, uint64 maximum, const char* file, int line) {
-    uint32 i = 0;
-    while (i < length && IsSpace(text[i])) ++i;
+    const Char* const end = text + length;
+    const Char* p = text;
+    while (p != end && IsSpace(*p)) ++p;
     bool negative = false;
     if constexpr (Signed) {
-        if (i < length && (text[i] == '-' || text[i] == '+')) negative = text[i++] == '-';
+        if (p != end && (*p == '-' || *p == '+')) negative = *p++ == '-';
     }
+    // Beyond 19 digits the magnitude wraps; it is then only an overflow, or on
+    // the fraction path the integer part of a double too large to have a
+    // fraction, where floor and ceiling agree.
     uint64 magnitude = 0;
-    uint32 digits = 0;
-    for (; i < length && IsDigit(text[i]); ++i, ++digits)
-        if (digits < 11) magnitude = magnitude * 10 + static_cast<uint64>(text[i] - '0');
-    const uint32 integerEnd = i;
-    while (i < length && IsSpace(text[i])) ++i;
+    const Char* const digitsBegin = p;
+    for (; p != end; ++p) {
+        const uint32 digit = static_cast<uint32>(*p) - '0';
+        if (digit > 9) break;
+        magnitude = magnitude * 10 + digit;
+    }
+    const Char* const integerEnd = p;
+    while (p != end && IsSpace(*p)) ++p;
 
-    const bool overflow = digits > 10;
-    if (i == length || text[i] == 0) {
+    const bool overflow = integerEnd - digitsBegin > 10;
+    if (p == end || *p == 0) {
         const bool fits = !overflow && (negative || (magnitude <= maximum &&
                                                      (!Signed || magnitude < (1ull << 31))));
         if (fits) return negative ? -static_cast<int64>(magnitude) : static_cast<int64>(magnitude);
     }
-    i = integerEnd;
-    if (i >= length || text[i] != '.') ThrowBadNumber(kMsgInvalidIntegerText, text, length, file, line);
+    p = integerEnd;
+    if (p == end || *p != '.') ThrowBadNumber(kMsgInvalidIntegerText, text, length, file, line);
 
     // A fraction: digits, then white space to the end. The value is the whole
     // text read as a double, cut toward zero; no range test on this path.
-    ++i;
-    while (i < length && IsDigit(text[i])) ++i;
-    while (i < length && IsSpace(text[i])) ++i;
-    if (i < length && text[i] != 0) ThrowBadNumber(kMsgInvalidIntegerText, text, length, file, line);
-    const int64 integerPart = negative ? -static_cast<int64>(magnitude) : static_cast<int64>(magnitude);
+    ++p;
+    while (p != end && IsDigit(*p)) ++p;
+    while (p != end && IsSpace(*p)) ++p;
+    if (p != end && *p != 0) ThrowBadNumber(kMsgInvalidIntegerText, text, length, file, line);
+    const double integerPart =
+        negative ? -static_cast<double>(magnitude) : static_cast<double>(magnitude);
     const double value = ReadDouble(text, length);
     const double below = std::floor(value);
     const double above = std::ceil(value);
-    const double chosen = std::fabs(below - static_cast<double>(integerPart)) <
-                                  std::fabs(above - static_cast<double>(integerPart))
-                              ? below
-                              : above;
+    const double chosen =
+        std::fabs(below - integerPart) < std::fabs(above - integerPart) ? below : above;
     // Beyond 64 bits the low bytes carry no meaning; keep the result defined.
     return std::fabs(chosen) < 9.2e18 ? static_cast<int64>(chosen) : 0;
 }
 
 template <class Char>
 int32 ParseSigned(const Char* text, uint32 length, int32 maximum) {
-    if (IsWordNoCase(text, length, "true")) return 1;
-    if (IsWordNoCase(text, length, "false")) return 0;
+    // Only a text that starts with a letter of one of the words can be it.
+    const Char first = length > 0 ? static_cast<Char>(text[0] | 0x20) : Char{};
+    if (first == 't' && IsWordNoCase(text, length, "true")) return 1;
+    if (first == 'f' && IsWordNoCase(text, length, "false")) return 0;
     const uint64 limit = maximum < 0 ? 0 : static_cast<uint64>(maximum);
     return static_cast<int32>(ParseInteger<Char, true>(text, length, limit, __FILE__, __LINE__));
 }
@@ -141,25 +162,45 @@ double ParseFloat(const Char* text, uint32 length) {
     return ReadDouble(text + i, length - i);
 }
 
-// Number of decimal digits of `magnitude` (1 for zero).
+// Number of decimal digits of `magnitude` (1 for zero): an estimate from the
+// bit width, corrected by one comparison.
 int DigitCount(uint64 magnitude) noexcept {
-    int count = 1;
-    while (magnitude >= 10) {
-        magnitude /= 10;
-        ++count;
-    }
-    return count;
+    static constexpr uint64 kPowersOfTen[] = {
+        1ull,           10ull,           100ull,           1000ull,           10000ull,
+        100000ull,      1000000ull,      10000000ull,      100000000ull,      1000000000ull,
+        10000000000ull, 100000000000ull, 1000000000000ull, 10000000000000ull, 100000000000000ull,
+        1000000000000000ull,    10000000000000000ull,    100000000000000000ull,
+        1000000000000000000ull, 10000000000000000000ull};
+    // floor(log10(2^bits)) for the bit width of `magnitude`: 1233 / 4096 ~ log10(2).
+    const int estimate = (std::bit_width(magnitude) * 1233) >> 12;
+    return estimate + (magnitude >= kPowersOfTen[estimate] ? 1 : 0) + (magnitude == 0 ? 1 : 0);
 }
 
-// Writes the digits of `magnitude` right-aligned in [begin, begin + count).
-void WriteDigits(uint64 magnitude, char* begin, int count) noexcept {
-    for (int i = count - 1; i >= 0; --i) {
-        begin[i] = static_cast<char>('0' + magnitude % 10);
-        magnitude /= 10;
+// "00" "01" ... "99": two digits at a time halve the divisions.
+constexpr std::array<char, 200> kDigitPairs = [] {
+    std::array<char, 200> pairs{};
+    for (int i = 0; i < 100; ++i) {
+        pairs[2 * i] = static_cast<char>('0' + i / 10);
+        pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
     }
+    return pairs;
+}();
+
+// Writes the low `count` digits of `magnitude` right-aligned in
+// [begin, begin + count), with leading zeros when it has fewer. 32-bit values
+// take 32-bit divisions, which are cheaper.
+template <class Unsigned>
+void WriteDigits(Unsigned magnitude, char* begin, int count) noexcept {
+    while (count >= 2) {
+        const auto pair = static_cast<std::size_t>(magnitude % 100) * 2;
+        magnitude /= 100;
+        count -= 2;
+        std::memcpy(begin + count, kDigitPairs.data() + pair, 2);
+    }
+    if (count == 1) begin[0] = static_cast<char>('0' + magnitude % 10);
 }
 
-int32 Digitize(uint64 magnitude, bool negative, char* buffer, int32 size) noexcept {
+int32 Digitize(uint32 magnitude, bool negative, char* buffer, int32 size) noexcept {
     if (size < 1) return 0;
     int count = DigitCount(magnitude) + (negative ? 1 : 0);
     if (count > size - 1) count = size - 1;
@@ -230,14 +271,34 @@ int32 DigitizeFloat64DataExponent(double value, char* buffer, int32 room) noexce
     return written;
 }
 
+// floor() of a non-negative value; below 2^63 a truncation, which needs no
+// library call.
+double FloorOfNonNegative(double value) noexcept {
+    return value < 9.2e18 ? static_cast<double>(static_cast<int64>(value)) : std::floor(value);
+}
+
+// std::pow(0.1, exponent) for exponent >= -2, from a table computed once with
+// std::pow itself (so the same values); beyond the table the power is zero.
+double PowerOfOneTenth(int exponent) {
+    constexpr int kCount = 402;
+    static const std::array<double, kCount> kPowers = [] {
+        std::array<double, kCount> powers{};
+        for (int k = 0; k < kCount; ++k) powers[k] = std::pow(0.1, k - 2);
+        return powers;
+    }();
+    const int index = exponent + 2;
+    if (index < 0) return std::pow(0.1, exponent);
+    return index < kCount ? kPowers[index] : 0.0;
+}
+
 // A non-negative value in fixed form with two fraction digits, rounded half
 // up, in `room` characters and a terminator; the exponent form when it does
 // not fit or is too small to show.
 int32 DigitizeMagnitude(double value, char* buffer, int32 room) {
     constexpr int kFractionDigits = 2;
     constexpr double kScale = 100.0;
-    double integer = std::floor(value);
-    double fraction = std::floor((value - integer) * kScale + 0.5);
+    double integer = FloorOfNonNegative(value);
+    double fraction = FloorOfNonNegative((value - integer) * kScale + 0.5);
     if (fraction >= kScale) {
         fraction -= kScale;
         integer += 1;
@@ -254,7 +315,7 @@ int32 DigitizeMagnitude(double value, char* buffer, int32 room) {
     }
     // The width counts the digits, the point and the terminator.
     const int width = integerDigits + kFractionDigits + 2;
-    if (width > room + 1 || (value != 0 && value <= std::pow(0.1, room - kFractionDigits)))
+    if (width > room + 1 || (value != 0 && value <= PowerOfOneTenth(room - kFractionDigits)))
         return DigitizeFloat64DataExponent(value, buffer, room);
     std::memcpy(buffer, integerText, static_cast<std::size_t>(integerDigits));
     int32 n = integerDigits;
@@ -303,8 +364,7 @@ double SUDataConvert::XTCharToFloat64Data(const wchar_t* text, uint32 length, do
 
 int32 SUDataConvert::DigitizeBinaryLongData(int32 value, char* buffer, int32 size) {
     const bool negative = value < 0;
-    const uint64 magnitude = negative ? static_cast<uint64>(-static_cast<int64>(value))
-                                      : static_cast<uint64>(value);
+    const uint32 magnitude = negative ? 0u - static_cast<uint32>(value) : static_cast<uint32>(value);
     return Digitize(magnitude, negative, buffer, size);
 }
 

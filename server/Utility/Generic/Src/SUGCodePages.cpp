@@ -100,13 +100,17 @@ namespace xts::transcode {
 unsigned DefaultCodePage() noexcept {
     // nl_langinfo reads the calling thread's locale (uselocale) and returns a
     // pointer into the locale's data, so this costs no allocation.
+    // The converters resolve the default for every value: the codeset seen
+    // last on this thread is remembered, so the usual call is one look-up and
+    // one short comparison.
     const char* codeset = nl_langinfo(CODESET);
     if (codeset == nullptr || *codeset == '\0') return SystemUtility::kUTF8CodePage;
-    if (std::strcmp(codeset, "UTF-8") == 0 || std::strcmp(codeset, "ANSI_X3.4-1968") == 0)
-        return SystemUtility::kUTF8CodePage;
     CodesetMemo& memo = t_codesetMemo;
     if (codeset == memo.pointer && std::strcmp(codeset, memo.name) == 0) return memo.codePage;
-    const unsigned codePage = DefaultForCodeset(codeset);
+    const unsigned codePage =
+        (std::strcmp(codeset, "UTF-8") == 0 || std::strcmp(codeset, "ANSI_X3.4-1968") == 0)
+            ? SystemUtility::kUTF8CodePage
+            : DefaultForCodeset(codeset);
     if (std::strlen(codeset) < sizeof memo.name) {
         std::strcpy(memo.name, codeset);
         memo.pointer = codeset;
