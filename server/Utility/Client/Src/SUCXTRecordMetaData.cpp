@@ -41,7 +41,10 @@ XTRecordMetaData& XTRecordMetaData::operator=(const XTRecordMetaData& other) {
     nullsOffset_ = other.nullsOffset_;
     isSupportUnknownDataType_ = other.isSupportUnknownDataType_;
     fieldDescriptorArray_.swap(columns);
-    if (other.isAligned_) GenerateAlignedFieldOffset(other.isUnicodeCharacter_, 0);
+    if (other.isAligned_)
+        GenerateAlignedFieldOffset(other.isUnicodeCharacter_, 0);
+    else
+        BuildWirePlan();
     return *this;
 }
 
@@ -60,6 +63,7 @@ void CheckPosition(int32 position, int32 fieldCount) {
 
 void XTRecordMetaData::SetFieldCount(int32 fieldCount) {
     XTAssert(fieldCount >= 0);
+    InvalidateWirePlan();
     fieldDescriptorArray_.resize(static_cast<std::size_t>(fieldCount));
     fieldCount_ = fieldCount;
 }
@@ -70,6 +74,7 @@ void XTRecordMetaData::DescribleField(int32 fieldId, XTDataType xtDataType, uint
                                       ColumnUnicodeProperty unicodeProperty,
                                       uint32 columnCodePage) {
     CheckPosition(fieldId, fieldCount_);
+    InvalidateWirePlan();
     fieldDescriptorArray_[static_cast<std::size_t>(fieldId)] = MakeRefCnt<XTFieldDescriptor>(
         fieldId, xtDataType, binaryLength, isNullable, decimalPrecision, scale, fieldName,
         aliasName, unicodeProperty, columnCodePage);
@@ -78,6 +83,7 @@ void XTRecordMetaData::DescribleField(int32 fieldId, XTDataType xtDataType, uint
 void XTRecordMetaData::SetFieldDescriptor(int32 fieldId,
                                           const RefCnt<XTFieldDescriptor>& fieldDescriptor) {
     CheckPosition(fieldId, fieldCount_);
+    InvalidateWirePlan();
     fieldDescriptorArray_[static_cast<std::size_t>(fieldId)] = fieldDescriptor;
 }
 
@@ -105,6 +111,7 @@ void XTRecordMetaData::GenerateFieldOffset(bool isUnicodeCharacter, bool isAlign
                                            int32 forceDoubleWordAlignmentAt) {
     using record_layout::AlignOffset;
     using record_layout::TypeLayout;
+    InvalidateWirePlan();
     nullIndicatorCount_ = 0;
     // Unknown types are tolerated in the aligned layout only, with alignment
     // and length 0.
@@ -186,6 +193,7 @@ void XTRecordMetaData::GenerateFieldOffset(bool isUnicodeCharacter, bool isAlign
     textRecordSize_ = static_cast<uint32>(text);
     isAligned_ = isAligned;
     isUnicodeCharacter_ = isUnicodeCharacter;
+    BuildWirePlan();
 }
 
 // ---- Queries ----

@@ -13,11 +13,16 @@
 #include <cstdio>
 #include <vector>
 
+#include "Utility/Client/SUCUtility.h"
 #include "Utility/Client/SUCXTDataTypes.h"
+#include "Utility/Client/SUCXTSNativeAPI.h"
 #include "Utility/Generic/Portable/SUPTypes.h"
+#include "Utility/Generic/SUGDataBlobUtil.h"
 #include "Utility/Generic/SUGExport.h"
 #include "Utility/Generic/SUGRefCnt.h"
 #include "Utility/Generic/SUGXTString.h"
+
+class AppVersionOption;
 
 // A flat five-number summary of a laid-out column.
 struct XTSimpleFieldDescriptor {
@@ -125,6 +130,22 @@ class XTS_EXPORT XTFieldDescriptor : public RefCountable {
     // DataType(..) BinLen(..), BinOff(..) Null(..) TextOff(..) TextLen(..)
     // Pre(..) Sca(..) Uni(..) CPag(..)" and a line break.
     static void PrintFieldDescriptor(FILE* fp, const XTFieldDescriptor& desc);
+
+    // Metadata stream (docs/wire-formats.md). Appends this column's stream:
+    // identifier, type, object length, nullable flag (nullOffset_ != 0),
+    // precision, scale, unicode property, code page, name and alias. Offsets
+    // and the text length are not sent.
+    void StreamTo(ByteVector& byteVector) const;
+    // Reads one column stream written by StreamTo and returns the position
+    // just past it. The object length is taken as sent, the nullable flag
+    // becomes the nullability marker (1 or 0), the text length is recomputed
+    // with GetTextLength, and the byte and text offsets keep their values
+    // until the record is laid out. Trusts its input; an unsupported type code
+    // raises 46033 after every other item was stored.
+    const unsigned char* DestreamFrom(const unsigned char* offset);
+    // The same, reading nothing at or beyond `end`: a truncated stream raises
+    // 46302. On any error (46302, 46033) the descriptor is left unchanged.
+    const unsigned char* DestreamFrom(const unsigned char* offset, const unsigned char* end);
 
     // Static type tables. Type codes outside 0..25 are unsupported.
     // Binary length of a value: fixed per type, `objectLength` for character,
@@ -317,6 +338,124 @@ class XTS_EXPORT XTRecordMetaData {
     static XTString GetStringFromRecord(const XTRecordMetaData& recordMetaData,
                                         const unsigned char* record);
 
+    // ---- Metadata stream (SUCXTRecordStream.cpp, docs/wire-formats.md) ----
+
+    // Appends the record stream: the field count, the wide and aligned flags,
+    // then every column's stream in position order. What the vector held stays
+    // in front. An empty slot is an assertion failure.
+    void ToByteVector(ByteVector& byteVector) const;
+    // Empties the vector, then ToByteVector.
+    void StreamTo(ByteVector& byteVector) const;
+    // Replaces this description with the record stream at `offset` and returns
+    // the position just past it. The columns are new descriptors (identifiers
+    // kept as sent); the record is then always laid out aligned with the
+    // received wide flag, whatever the received aligned flag said. The
+    // unknown-type tolerance keeps this description's own value. Trusts its
+    // input: a negative count is an assertion failure, and an unsupported type
+    // (46033) or a layout error leaves the description partly filled.
+    const unsigned char* FromByteVector(const unsigned char* offset);
+    // The same, reading nothing at or beyond `end`. A truncated stream raises
+    // 46302; so does a negative field count or one larger than the remaining
+    // bytes could describe, before any memory is reserved for it. On any error
+    // (46302, 46033, layout errors) the description is left unchanged.
+    const unsigned char* FromByteVector(const unsigned char* offset, const unsigned char* end);
+    // FromByteVector from the vector's first byte (trusting).
+    const unsigned char* DestreamFrom(const ByteVector& byteVector);
+    // The checked FromByteVector over [begin, end).
+    const unsigned char* DestreamFrom(const unsigned char* begin, const unsigned char* end);
+
+    // ---- Native API structures ----
+
+    // Replaces this description with the `countFields` columns of the native
+    // structure, which must hold that many elements. Names are widened unit by
+    // unit (no surrogate decoding) and read up to their terminator (at most
+    // 129 units); each column goes through the data marshaller from wire to
+    // `machineType` order, then DescribleField at its position (so identifiers
+    // become positions and object lengths are recomputed by type). Finally the
+    // record is laid out aligned and narrow: wide columns must be marked per
+    // column. Errors of DescribleField (46033) leave it partly filled.
+    void LoadFrom(const XTSAPI_RecordMetadata& recordMetaData,
+                  MachineType machineType = SUDataMarshaller::GetMachineType());
+    // Writes min(countFields, field count) columns into the caller's native
+    // structure, whose countFields gives its capacity on entry and is lowered
+    // to the field count when larger. Names are cut to 128 characters and
+    // terminated, each character cut to its low 16 bits; each column goes
+    // through the data marshaller from `machineType` to wire order. Padding
+    // bytes are not written.
+    void LoadInto(XTSAPI_RecordMetadata& recordMetaData,
+                  MachineType machineType = SUDataMarshaller::GetMachineType()) const;
+
+    // ---- Packed records (SUCXTRecordPack.cpp, docs/wire-formats.md) ----
+    //
+    // A packed record starts with an 8-byte header: its total length (32-bit,
+    // little-endian) and 4 reserved bytes left as the caller's buffer had them.
+    // Format 1 places each value at its type's alignment and ends with the
+    // null bytes; format 2 has a null bitmap and values back to back. Packing
+    // reads a record laid out by this description (GetBinaryRecordSize()
+    // bytes) and writes at most GetMaxPackedRecordSize() bytes; unpacking
+    // writes a record of GetBinaryRecordSize() bytes and never writes outside
+    // a column's room. Neither allocates. A column is null when its null byte
+    // equals 1. Unsupported types raise 46033 (output partly written).
+    // Format 2 follows the plan recorded at this description's last layout
+    // (HasWirePlan): descriptors changed behind its back, through a shared
+    // handle or their setters, count only after its next layout.
+
+    // Format 2 when the client version is 13 or more, else format 1 (with the
+    // short Numeric form for client version 8). Returns the packed length.
+    uint32 PackRecord(unsigned char* bufferTo, const unsigned char* bufferIn,
+                      const AppVersionOption& clientVersion, bool bDirectQuery) const;
+    // Format 1. Numeric values go as 8-byte doubles, or with
+    // `bPackTarvelNumberForNumeric` as a byte count and the number's bytes.
+    uint32 PackRecordVersion1(unsigned char* bufferTo, const unsigned char* bufferIn,
+                              bool bDirectQuery, bool bPackTarvelNumberForNumeric) const;
+    // Format 2. Numeric values go as 8-byte doubles below client version 14,
+    // else as a byte count and the number's bytes. A VarBinary prefix above
+    // the column's length raises 46034 (prefix, length).
+    uint32 PackRecordVersion2(unsigned char* bufferTo, const unsigned char* bufferIn,
+                              uint32 clientVersion, bool bDirectQuery) const;
+    // Format 2 when the server version is 13 or more, else format 1. Returns
+    // the position just past the packed record read.
+    const unsigned char* UnpackRecord(unsigned char* bufferTo, const unsigned char* bufferIn,
+                                      const AppVersionOption& serverVersion) const;
+    // Trusting unpackers: the packed input is read as it lies. Format 1 reads
+    // a Numeric as the 28-byte image the server sends (not the client's
+    // double or short form); format 2 as a byte count and the image bytes.
+    const unsigned char* UnpackRecordVersion1(unsigned char* bufferTo,
+                                              const unsigned char* bufferIn) const;
+    const unsigned char* UnpackRecordVersion2(unsigned char* bufferTo,
+                                              const unsigned char* bufferIn) const;
+    // Bounds-checked unpackers: the packed input is [bufferIn, bufferInEnd);
+    // the 8-byte header and every item must lie inside it, else 46302 (the
+    // output record is then partly written).
+    const unsigned char* UnpackRecord(unsigned char* bufferTo, const unsigned char* bufferIn,
+                                      const unsigned char* bufferInEnd,
+                                      const AppVersionOption& serverVersion) const;
+    const unsigned char* UnpackRecordVersion1(unsigned char* bufferTo,
+                                              const unsigned char* bufferIn,
+                                              const unsigned char* bufferInEnd) const;
+    const unsigned char* UnpackRecordVersion2(unsigned char* bufferTo,
+                                              const unsigned char* bufferIn,
+                                              const unsigned char* bufferInEnd) const;
+    // One step of the description's format-2 plan: a run of adjacent
+    // non-nullable fixed-width values, copied as one block, or one column
+    // handled on its own. Internal to the packers.
+    struct WireStep {
+        static constexpr uint32 kRun = 0xFFFFFFFF;
+        uint32 column;      // the column's position, or kRun
+        uint32 byteOffset;  // a run's first byte in the record
+        uint32 length;      // a run's bytes
+    };
+    // Whether format 2 follows the plan recorded at the last layout (see
+    // docs/wire-formats.md); false after a change of the columns through this
+    // description without a new layout, when the packers read every
+    // descriptor.
+    bool HasWirePlan() const noexcept { return isWirePlanValid_; }
+
+    // An upper bound of the bytes either packer writes for any record of this
+    // description (the size a packer's output buffer needs). Unsupported types
+    // raise 46033.
+    uint64 GetMaxPackedRecordSize() const;
+
     // Diagnostics: a line of the record numbers and flags, then every column
     // with XTFieldDescriptor::PrintFieldDescriptor.
     static void PrintRecordMetaData(FILE* fp, const XTRecordMetaData& recordMetaData);
@@ -329,6 +468,11 @@ class XTS_EXPORT XTRecordMetaData {
     // The body of both layout passes.
     void GenerateFieldOffset(bool isUnicodeCharacter, bool isAligned,
                              int32 forceDoubleWordAlignmentAt);
+    // Records the format-2 plan of the columns as they are now (at the end of
+    // every layout and copy); leaves none when a slot is empty or a type
+    // unsupported. The changes of columns through this description drop it.
+    void BuildWirePlan();
+    void InvalidateWirePlan() noexcept { isWirePlanValid_ = false; }
 
     uint32 binaryRecordSize_ = 0;
     uint32 textRecordSize_ = 0;
@@ -339,4 +483,6 @@ class XTS_EXPORT XTRecordMetaData {
     bool isUnicodeCharacter_ = false;
     bool isAligned_ = false;
     bool isSupportUnknownDataType_ = false;
+    std::vector<WireStep> wirePlan_;
+    bool isWirePlanValid_ = false;
 };
