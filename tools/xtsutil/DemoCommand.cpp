@@ -212,6 +212,24 @@ int RunDemoCommand(CommandArguments arguments) {
     if (format == 1) version.m_clientVersion = version.m_serverVersion = 12;
     version.IsSupportedVersion();
 
+    // A server sends a Numeric value in record format 1 as the number's whole
+    // 28-byte image, while the library's packer (the client's side) would
+    // send a double: the server's rows are therefore packed through a twin
+    // description that sends those columns as 28 raw bytes.
+    XTRecordMetaData wire = server;
+    if (format == 1) {
+        for (int32 i = 0; i < kColumnCount; ++i)
+            if (kColumns[i].serverType == XTNumericData)
+                wire.DescribleField(i, XTBinaryData, TarvelNumber::kFieldLength, kColumns[i].nullable,
+                                    0, 0, kColumns[i].name, kColumns[i].name);
+        wire.GenerateAlignedFieldOffset(false, 0);
+        for (int32 i = 0; i < kColumnCount; ++i)
+            if (wire.GetFieldDescriptor(i)->GetByteOffset() != server.GetFieldDescriptor(i)->GetByteOffset()) {
+                std::fputs("xtsutil demo: the sample's layout does not allow format 1\n", stderr);
+                return kExitFailure;
+            }
+    }
+
     // The application's buffers: one column per result column, bound to the
     // type a driver would use for its C type.
     XTRecordMetaData application;
@@ -226,11 +244,11 @@ int RunDemoCommand(CommandArguments arguments) {
     application.GenerateAlignedFieldOffset(false, 0);
 
     std::vector<unsigned long long> serverRecord(server.GetBinaryRecordSize() / 8 + 1);
-    std::vector<unsigned long long> wire(server.GetMaxPackedRecordSize() / 8 + 1);
+    std::vector<unsigned long long> wireBuffer(wire.GetMaxPackedRecordSize() / 8 + 1);
     std::vector<unsigned long long> transferRecord(transfer.GetBinaryRecordSize() / 8 + 1);
     std::vector<unsigned long long> applicationRecord(application.GetBinaryRecordSize() / 8 + 1);
     auto* serverBytes = reinterpret_cast<unsigned char*>(serverRecord.data());
-    auto* wireBytes = reinterpret_cast<unsigned char*>(wire.data());
+    auto* wireBytes = reinterpret_cast<unsigned char*>(wireBuffer.data());
     auto* transferBytes = reinterpret_cast<unsigned char*>(transferRecord.data());
     auto* applicationBytes = reinterpret_cast<unsigned char*>(applicationRecord.data());
 
@@ -258,7 +276,7 @@ int RunDemoCommand(CommandArguments arguments) {
     for (int32 row = 0; row < rowCount; ++row) {
         std::memset(serverBytes, 0, server.GetBinaryRecordSize());
         for (int32 i = 0; i < kColumnCount; ++i) FillServerValue(server, serverBytes, i, row);
-        const uint32 packed = server.PackRecord(wireBytes, serverBytes, version, false);
+        const uint32 packed = wire.PackRecord(wireBytes, serverBytes, version, false);
         wireBytesTotal += packed;
         transfer.UnpackRecord(transferBytes, wireBytes, wireBytes + packed, version);
         binder.TransferRecord();
