@@ -233,6 +233,7 @@ bool XTFieldDataBinder::BindFromTransferRecord(int32 equivalentBindFieldIndex,
     const RefCnt<XTFieldDescriptor> column = fromRecordMetaData_.GetFieldDescriptor(equivalentBindFieldIndex);
     unsigned char* start = fromTransferRecord + column->GetByteOffset();
     uint8* nullByte = column->IsNullable() ? fromTransferRecord + column->GetNullOffset() : nullptr;
+    XTAssert(converterArray_[static_cast<std::size_t>(equivalentBindFieldIndex)]);
     Heap<XTFromField> slot(new XTFromField());
     slot->Set(column->GetXTDataType(), start, start, nullByte, lengthOrNullable,
               column->GetObjectLength());
@@ -245,6 +246,14 @@ void XTFieldDataBinder::CheckRange(int32 fromFieldId, int32 countField) const {
     if (fromFieldId < 0) SUGThrow(kMsgFieldPositionOutOfRange, fromFieldId, bindFieldCount_);
     if (end < fromFieldId || end > bindFieldCount_)
         SUGThrow(kMsgFieldPositionOutOfRange, end, bindFieldCount_);
+}
+
+void XTFieldDataBinder::NameFailedColumn(ErrorMessage& error, int32 index) const {
+    if (error.HasCode(kMsgValueOverflow) || error.HasCode(kMsgValueUnderflow))
+        error.PushMessage(
+            __FILE__, __LINE__, kMsgConversionFailedInColumn,
+            bindRecordMetaData_->GetFieldDescriptorArray()[static_cast<std::size_t>(index)]
+                ->GetFieldName());
 }
 
 void XTFieldDataBinder::ConvertColumn(int32 index, XTFromField& from, bool sourceInWireOrder) {
@@ -261,8 +270,7 @@ void XTFieldDataBinder::ConvertColumn(int32 index, XTFromField& from, bool sourc
             SUDataMarshaller::ConvertFromMachineFormat(converter.GetToFieldData(),
                                                        converter.GetToNullIndicator(), bind());
     } catch (ErrorMessage& error) {
-        if (error.HasCode(kMsgValueOverflow) || error.HasCode(kMsgValueUnderflow))
-            error.PushMessage(__FILE__, __LINE__, kMsgConversionFailedInColumn, bind().GetFieldName());
+        NameFailedColumn(error, index);
         throw;
     }
 }
@@ -273,13 +281,39 @@ void XTFieldDataBinder::TransferColumn(int32 index) {
     if (slot) ConvertColumn(index, *slot, true);
 }
 
-void XTFieldDataBinder::TransferRecord() {
-    for (int32 i = 0; i < bindFieldCount_; ++i) TransferColumn(i);
+void XTFieldDataBinder::TransferColumns(int32 first, int32 end) {
+    if (bToMarshall_) {
+        for (int32 i = first; i < end; ++i) TransferColumn(i);
+        return;
+    }
+    // Without byte-order changes a column is its retriever and its converter:
+    // one tight loop over the slots, the column named only on an error.
+    const std::size_t last =
+        std::min(static_cast<std::size_t>(std::max(end, 0)), fromTransferFieldArray_.size());
+    const std::size_t begin = std::min(static_cast<std::size_t>(std::max(first, 0)), last);
+    const Heap<XTFromField>* const slots = fromTransferFieldArray_.data();
+    const Heap<XTFromField>* const slotsEnd = slots + last;
+    const Heap<XTFromField>* slot = slots + begin;
+    const Heap<XTFieldConverter>* converter = converterArray_.data() + begin;
+    try {
+        for (; slot < slotsEnd; ++slot, ++converter) {
+            XTFromField* const from = slot->Get();
+            if (from == nullptr) continue;
+            from->Retrieve();
+            // A slot exists only beside its converter (asserted when it is made).
+            converter->Get()->Convert(from->fromFieldData_, from->fromFieldSize_, from->fromIsNull_);
+        }
+    } catch (ErrorMessage& error) {
+        NameFailedColumn(error, static_cast<int32>(slot - slots));
+        throw;
+    }
 }
+
+void XTFieldDataBinder::TransferRecord() { TransferColumns(0, bindFieldCount_); }
 
 void XTFieldDataBinder::TransferField(int32 fromFieldId, int32 countField) {
     CheckRange(fromFieldId, countField);
-    for (int32 i = fromFieldId; i < fromFieldId + countField; ++i) TransferColumn(i);
+    TransferColumns(fromFieldId, fromFieldId + countField);
 }
 
 void XTFieldDataBinder::TransferNullValue(int32 fromFieldId, int32 countField) {

@@ -16,6 +16,8 @@
 #include "Utility/Generic/SUGExport.h"
 #include "Utility/Generic/SUGHeap.h"
 
+class ErrorMessage;
+
 // Set while the library loads: whether the environment variable
 // "AVOID_RIGHT_TRIM_VARCHAR" exists (any value). It turns trimming off for
 // every variable-length character target.
@@ -184,7 +186,10 @@ public:
 private:
     void CheckRange(int32 fromFieldId, int32 countField) const;
     void TransferColumn(int32 index);
+    void TransferColumns(int32 first, int32 end);
     void ConvertColumn(int32 index, XTFromField& from, bool sourceInWireOrder);
+    // Pushes 46226 with the bind column's name onto an overflow or underflow.
+    void NameFailedColumn(ErrorMessage& error, int32 index) const;
 
     int32 fromRecordCharDataWhatCode_ = kCharDataNarrowCode;
     int32 bindRecordCharDataWhatCode_ = kCharDataNarrowCode;
