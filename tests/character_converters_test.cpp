@@ -1,757 +1,833 @@
-// The character converters, value by value: text into numbers, numbers and
-// flags into text, the fixed and variable text layouts with their padding,
-// trimming, capacities and null forms, and Numeric to and from text.
-// Code pages, round trips, allocation and assertions are in
-// character_transcoding_test.cpp; the walk over every converter is in
-// character_converter_matrix_test.cpp.
+// The character converters and their text helpers: the parsers and
+// formatters (narrow and wide twins), the builders, worked examples of the
+// converters across layouts, flags and code pages, round trips, allocation,
+// the assertions, and a walk over every converter of the family.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <optional>
-#include <string>
-#include <string_view>
 
-#include "CharacterTestSupport.h"
+#include "CountingAllocator.h"
+#include "TranscodeTestSupport.h"
 #include "Utility/Client/SUCDataConvert.h"
+#include "Utility/Client/SUCDataConvertList.h"
 #include "Utility/Generic/SUGErrorMessage.h"
+#include "Utility/Generic/SUGSystemUtility.h"
 #include "Utility/Generic/SUGTarvelNumber.h"
 
 namespace {
 
-using namespace std::string_view_literals;
-using xts::test::Call;
-using xts::test::ConverterNamed;
-using xts::test::ConvertResult;
-using xts::test::GuardedBuffer;
-using xts::test::SourceBuffer;
-using xts::test::TextShape;
-
+using namespace std::string_literals;
+using namespace xts::test;
 using Params = DataConvertParams;
+using Raised = std::pair<int32, std::vector<XTString>>;  // code 0: nothing raised
+// What a converter did: what it raised, its out-parameters, its whole target.
+using Outcome = std::tuple<Raised, uint8, uint64, std::string>;
 
-Params Codes(int32 fromCode, int32 toCode) {
-    Params params;
-    params.charDataFromDataCode = fromCode;
-    params.charDataToDataCode = toCode;
-    return params;
-}
+constexpr uint32 k8 = 127, k16 = 32767, k32 = 2147483647, kU8 = 255, kU16 = 65535;
+constexpr uint32 kU32 = 4294967295u;
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr uint8 kUnsetNull = 0xEE;  // sentinels in the out-parameters
+constexpr uint64 kUnsetLength = 0xDEADBEEF;
 
-// Extents in bytes of each target layout of capacity `toLength`.
-std::size_t NarrowVariable(uint32 toLength) {
-    return 4 + toLength;
-}
-std::size_t WideFixed(uint32 toLength) {
-    return 4 * std::size_t{toLength};
-}
-std::size_t WideVariable(uint32 toLength) {
-    return 4 + 4 * std::size_t{toLength};
-}
-
-// A converter call on a fresh guarded target; the guards are checked.
-struct Outcome {
-    ConvertResult result;
-    GuardedBuffer target;
-};
-
-Outcome ConvertInto(DataConvert_t convert, const Params& params, const SourceBuffer& source,
-                    std::size_t extent, uint32 toLength, uint8 fromIsNull = 0) {
-    Outcome outcome{{}, GuardedBuffer(extent)};
-    outcome.result = Call(convert, params, source, fromIsNull, outcome.target, toLength);
-    EXPECT_TRUE(outcome.target.GuardsIntact()) << "written outside " << extent << " bytes";
-    return outcome;
-}
-
-SourceBuffer NarrowChar(std::string_view bytes) {
-    return SourceBuffer::Narrow(TextShape::kFixed, bytes);
-}
-
-template <class T>
-SourceBuffer NumberSource(T value) {
-    return SourceBuffer::Raw(&value, sizeof value, sizeof value);
-}
-
-// Bytes that no converter wrote: the fill of a fresh guarded buffer.
-std::string Unwritten(std::size_t count) {
-    return std::string(count, static_cast<char>(GuardedBuffer::kFill));
-}
-
-template <class T>
-T ValueIn(const GuardedBuffer& buffer) {
-    T value;
-    std::memcpy(&value, buffer.data(), sizeof value);
-    return value;
-}
-
-// Runs `action`; returns the error it raised, or nullopt.
 template <class Action>
-std::optional<ErrorMessage> ErrorOf(Action action) {
+Raised RaisedBy(Action action) {
     try {
         action();
     } catch (const ErrorMessage& error) {
-        return error;
+        return {error.GetCode(), error.GetArguments()};
     }
-    return std::nullopt;
+    return {0, {}};
 }
 
-// ---- Text into numbers ----
-
-template <class T>
-T TextInto(DataConvert_t convert, std::string_view text) {
-    const Outcome out = ConvertInto(convert, Params{}, NarrowChar(text), sizeof(T), 0);
-    EXPECT_EQ(out.result.isNull, 0);
-    EXPECT_EQ(out.result.length, sizeof(T));
-    return ValueIn<T>(out.target);
+DataConvert_t ConverterNamed(std::string_view name) {
+    for (const XTConverterInfo& info : SUDataConvert::GetAllConverters())
+        if (name == info.name) return info.function;
+    return nullptr;
 }
 
-TEST(TextIntoNumberTest, IntegersBetweenBlanksWithFractionsAndWords) {
-    EXPECT_EQ(TextInto<int32>(SUDataConvert::ConvertCharToInt32, "  42  "), 42);
-    EXPECT_EQ(TextInto<int32>(SUDataConvert::ConvertCharToInt32, "42.9"), 42);
-    EXPECT_EQ(TextInto<int32>(SUDataConvert::ConvertCharToInt32, "-42.9"), -42);
-    EXPECT_EQ(TextInto<int32>(SUDataConvert::ConvertCharToInt32, "TRUE"), 1);
-    EXPECT_EQ(TextInto<int32>(SUDataConvert::ConvertCharToInt32, "False"), 0);
-    EXPECT_EQ(TextInto<int8>(SUDataConvert::ConvertCharToInt8, "true"), 1);
-    EXPECT_EQ(TextInto<int16>(SUDataConvert::ConvertCharToInt16, "FALSE"), 0);
-    EXPECT_EQ(TextInto<uint32>(SUDataConvert::ConvertCharToUnsignedInt32, "4294967295"),
-              4294967295u);
+// UTF-8 bytes of wide text, encoded here independently of the library.
+std::string Utf8(std::wstring_view text) {
+    static constexpr unsigned char kLead[] = {0, 0xC0, 0xE0, 0xF0};
+    std::string out;
+    for (const wchar_t unit : text) {
+        const auto c = static_cast<char32_t>(unit);
+        const int tail = c < 0x80 ? 0 : c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
+        out += static_cast<char>(kLead[tail] | (c >> (6 * tail)));
+        for (int i = tail - 1; i >= 0; --i)
+            out += static_cast<char>(0x80 | ((c >> (6 * i)) & 0x3F));
+    }
+    return out;
 }
 
-// Only the upper bound is checked: the low bytes of a value below the
-// minimum are stored.
-TEST(TextIntoNumberTest, BelowTheMinimumStoresTheLowBytes) {
-    EXPECT_EQ(TextInto<int8>(SUDataConvert::ConvertCharToInt8, "-129"), 127);
-    EXPECT_EQ(TextInto<int8>(SUDataConvert::ConvertCharToInt8, "-200"), 56);
-    EXPECT_EQ(TextInto<int16>(SUDataConvert::ConvertCharToInt16, "-40000"), 25536);
-    EXPECT_EQ(TextInto<uint8>(SUDataConvert::ConvertCharToUnsignedInt8, "300.5"), 44);
+// Bytes as the tables write them: raw values, wide units, variable texts
+// (count, units, terminator), and bytes that nothing wrote.
+const auto Widen = [](std::string_view text) { return XTString(text.begin(), text.end()); };
+const auto Raw = [](const auto& value) {
+    return std::string(reinterpret_cast<const char*>(&value), sizeof value);
+};
+const auto W = [](std::wstring_view units) {
+    return std::string(reinterpret_cast<const char*>(units.data()), units.size() * 4);
+};
+const auto VarN = [](std::string_view text) {
+    return Raw(static_cast<uint32>(text.size())) + std::string(text) + '\0';
+};
+const auto VarW = [](std::wstring_view text) {
+    return Raw(static_cast<uint32>(text.size())) + W(text) + W(L"\0"s);
+};
+const auto Unwritten = [](std::size_t count) { return std::string(count, '\xA5'); };
+std::wstring WideOf(std::string_view bytes) {
+    std::wstring units(bytes.size() / 4, L'\0');
+    std::memcpy(units.data(), bytes.data(), bytes.size());
+    return units;
 }
 
-TEST(TextIntoNumberTest, BadIntegerTextRaises46044WithTheText) {
+// How a text word lays out its units: a fixed text ends at its first
+// terminator, a variable one has a 4-byte count first, and the client's
+// buffers hold exactly fromLength units.
+enum class TextShape { kFixed, kVariable, kExternal };
+using enum TextShape;
+
+// A source value: 4-byte aligned bytes and the fromLength that goes with them.
+struct SourceBuffer {
+    std::vector<uint32> words;
+    uint32 fromLength = 0;
+    const unsigned char* data() const {  // none for SourceBuffer{}: the client gave no buffer
+        return words.empty() ? nullptr : reinterpret_cast<const unsigned char*>(words.data());
+    }
+};
+
+template <class Unit>
+SourceBuffer Source(TextShape shape, std::basic_string_view<Unit> units) {
+    const std::size_t offset = shape == kVariable ? 4 : 0;
+    SourceBuffer source{std::vector<uint32>((offset + (units.size() + 1) * sizeof(Unit)) / 4 + 1),
+                        static_cast<uint32>(units.size())};
+    auto* base = reinterpret_cast<unsigned char*>(source.words.data());
+    std::memcpy(base, &source.fromLength, offset);
+    if (!units.empty()) std::memcpy(base + offset, units.data(), units.size() * sizeof(Unit));
+    return source;
+}
+// Plain bytes (numbers, binary values) with the fromLength given.
+SourceBuffer RawSource(std::string_view bytes, uint32 fromLength) {
+    SourceBuffer source = Source(kExternal, bytes);
+    source.fromLength = fromLength;
+    return source;
+}
+const auto Chr = [](std::string_view text) { return Source(kFixed, text); };
+const auto Ext = [](std::string_view text) { return Source(kExternal, text); };
+const auto XT = [](std::wstring_view text) { return Source(kFixed, text); };
+const auto VarXT = [](std::wstring_view text) { return Source(kVariable, text); };
+const auto Num = [](auto value) { return RawSource(Raw(value), sizeof value); };
+
+// Narrow codes of the source and the target; 16-bit units behind a wide source.
+const auto Codes = [](int32 from, int32 to, bool widen = false) { return Params{to, from, widen}; };
+
+// A target of `extent` bytes, 4-byte aligned, between guard zones of 16
+// bytes; every byte starts as 0xA5, so that what was written shows.
+struct Guarded {
+    explicit Guarded(std::size_t size) : extent(size), words(8 + (size + 3) / 4, 0xA5A5A5A5u) {}
+    unsigned char* data() { return reinterpret_cast<unsigned char*>(words.data()) + 16; }
+    // The extent, once it is checked that nothing was written around it.
+    std::string Written() const {
+        const std::string all(reinterpret_cast<const char*>(words.data()), words.size() * 4);
+        EXPECT_EQ(all.substr(0, 16) + all.substr(16 + extent), Unwritten(all.size() - extent))
+            << "written outside " << extent << " bytes";
+        return all.substr(16, extent);
+    }
+    std::size_t extent;
+    std::vector<uint32> words;
+};
+
+// Calls `convert` on a target of exactly `extent` bytes between guards.
+Outcome CallGuarded(DataConvert_t convert, const Params& params, const SourceBuffer& source,
+                    uint8 fromIsNull, uint32 toLength, std::size_t extent) {
+    Guarded target(extent);
+    uint8 isNull = kUnsetNull;
+    uint64 length = kUnsetLength;
+    const Raised raised = RaisedBy([&] {
+        convert(params, source.data(), source.fromLength, fromIsNull, target.data(), toLength,
+                isNull, length);
+    });
+    return {raised, isNull, length, target.Written()};
+}
+
+// What a call that raises leaves: the sentinels and an untouched target.
+Outcome Failed(Raised raised, std::size_t extent) {
+    return {std::move(raised), kUnsetNull, kUnsetLength, Unwritten(extent)};
+}
+
+// ---- Parsers ----
+
+template <auto Parse, class Unit, class Maximum>
+double ParseAs(const Unit* text, uint32 length, uint32 maximum) {
+    return Parse(text, length, static_cast<Maximum>(maximum));
+}
+
+struct Parser {
+    double (*narrow)(const char*, uint32, uint32);
+    double (*wide)(const wchar_t*, uint32, uint32);
+};
+constexpr Parser kSigned{ParseAs<SUDataConvert::CharToLongData, char, int32>,
+                         ParseAs<SUDataConvert::XTCharToLongData, wchar_t, int32>};
+constexpr Parser kUnsigned{ParseAs<SUDataConvert::CharToUnsignedLongData, char, uint32>,
+                           ParseAs<SUDataConvert::XTCharToUnsignedLongData, wchar_t, uint32>};
+constexpr Parser kFloat{ParseAs<SUDataConvert::CharToFloat64Data, char, double>,
+                        ParseAs<SUDataConvert::XTCharToFloat64Data, wchar_t, double>};
+
+// A bad integer raises 46044 with the text; a text without a number for a
+// floating value raises 46045 with what follows the white space.
+TEST(TextParserTest, BothTwinsReadEveryRow) {
+    constexpr const Parser *S = &kSigned, *U = &kUnsigned, *F = &kFloat;
+    constexpr std::nullopt_t kFails = std::nullopt;
+    // clang-format off
     const struct {
-        DataConvert_t convert;
-        std::string_view text;
+        std::string text;
+        const Parser* parser;
+        uint32 maximum;
+        std::optional<double> expected;
+        std::size_t length = std::string::npos;  // of the text handed over
     } rows[] = {
-        {SUDataConvert::ConvertCharToInt32, "4x"},
-        {SUDataConvert::ConvertCharToInt8, "128"},
-        {SUDataConvert::ConvertCharToInt16, "32768"},
-        {SUDataConvert::ConvertCharToUnsignedInt8, "256"},
-        {SUDataConvert::ConvertCharToUnsignedInt16, "-1"},
-        {SUDataConvert::ConvertCharToUnsignedInt32, "TRUE"},
-        {SUDataConvert::ConvertCharNullableToInt32Nullable, "12345678901"},
-    };
+        // Blanks, signs and fractions (cut toward zero); no digits at all reads as zero.
+        {"  42  ", S, k32, 42}, {"\t+42\n", S, k32, 42}, {" -42.9 ", S, k32, -42},
+        {"7.9", U, kU32, 7}, {"   ", S, k32, 0}, {"-", S, k32, 0}, {"+", S, k32, 0},
+        {"", U, kU32, 0},
+        // The words, whole and in any case, for signed targets only.
+        {"true", S, k32, 1}, {"fAlSe", S, k8, 0}, {"true ", S, k32, kFails},
+        {"TRUE", U, kU32, kFails},
+        // Each maximum and one past it; below the minimum the low bytes are the caller's.
+        {"127", S, k8, 127}, {"128", S, k8, kFails}, {"-129", S, k8, -129},
+        {"32767", S, k16, 32767}, {"32768", S, k16, kFails},
+        {"2147483647", S, k32, k32}, {"2147483648", S, k32, kFails},
+        {"-2147483648", S, k32, -2147483648.0}, {"-2147483649", S, k32, k32}, {"255", U, kU8, 255},
+        {"256", U, kU8, kFails}, {"65535", U, kU16, 65535}, {"65536", U, kU16, kFails},
+        {"4294967295", U, kU32, kU32}, {"4294967296", U, kU32, kFails},
+        // The fraction path has no range test and keeps the low 32 bits; past 64 bits, 0.
+        {"300.5", U, kU8, 300}, {"123456789012.5", S, k32, -1097262572},
+        {"1234567890123456789012345.5", S, k32, 0},
+        // Ten digits are allowed, eleven are not (leading zeros count).
+        {"0000000042", S, k32, 42}, {"12345678901", S, k32, kFails},
+        {"00000000042", U, kU32, kFails},
+        // Not numbers, and a sign on an unsigned target.
+        {"4x", S, k32, kFails}, {"1 2", S, k32, kFails}, {"1.2.3", S, k32, kFails},
+        {"- 4", S, k32, kFails}, {"-1", U, kU32, kFails}, {"+1", U, kU32, kFails},
+        // The text ends at its length or at its terminator.
+        {"4x", S, k32, 4, 1}, {"truex", S, k32, 1, 4}, {"12\0xy"s, S, k32, 12},
+        // Floating text: as far as it is a decimal number, in any locale.
+        {"  -2.5e3", F, 0, -2500.0}, {"1.5abc", F, 0, 1.5}, {"3,5", F, 0, 3.0},
+        {"0x10", F, 0, 0.0}, {"12\0" "5"s, F, 0, 12.0}, {"1e400", F, 0, kInf},
+        {"-1e-400", F, 0, 0.0}, {"-infinity", F, 0, -kInf}, {" NaN", F, 0, NAN},
+        {"1" + std::string(69, '0'), F, 0, 1e69}, {std::string(100, ' ') + "2.5", F, 0, 2.5},
+        {"", F, 0, kFails}, {" \t\n", F, 0, kFails}, {"  \0" "5"s, F, 0, kFails}};
+    // clang-format on
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.text);
-        GuardedBuffer target(8);
-        uint8 isNull = xts::test::kUnsetNull;
-        uint64 length = xts::test::kUnsetLength;
-        const SourceBuffer source = NarrowChar(row.text);
-        const auto error = ErrorOf([&] {
-            row.convert(Params{}, source.data(), source.fromLength(), 0, target.data(), 8, isNull,
-                        length);
-        });
-        ASSERT_TRUE(error.has_value());
-        EXPECT_EQ(error->GetCode(), kMsgInvalidIntegerText);
-        EXPECT_EQ(error->GetArguments(), std::vector<XTString>{xts::test::Widen(row.text)});
-        // Nothing is written when an error is raised.
-        EXPECT_TRUE(target.Untouched());
-        EXPECT_EQ(isNull, xts::test::kUnsetNull);
-        EXPECT_EQ(length, xts::test::kUnsetLength);
-    }
-}
-
-TEST(TextIntoNumberTest, FloatingText) {
-    EXPECT_EQ(TextInto<double>(SUDataConvert::ConvertCharToFloat64, " 2.5 "), 2.5);
-    EXPECT_EQ(TextInto<double>(SUDataConvert::ConvertCharToFloat64, "-1e-3x"), -1e-3);
-    EXPECT_EQ(TextInto<float>(SUDataConvert::ConvertCharToFloat32, "0.1"), 0.1f);
-    EXPECT_EQ(TextInto<float>(SUDataConvert::ConvertCharToFloat32, "1e39"),
-              std::numeric_limits<float>::infinity());
-    const auto error =
-        ErrorOf([] { TextInto<double>(SUDataConvert::ConvertCharToFloat64, "   "); });
-    ASSERT_TRUE(error.has_value());
-    EXPECT_EQ(error->GetCode(), kMsgInvalidFloatText);
-}
-
-// A Bit is 1 exactly when the text starts with '1'; a Boolean is true
-// exactly when it starts with an upper-case 'T'.
-TEST(TextIntoNumberTest, BitAndBooleanLookAtTheFirstCharacterOnly) {
-    const struct {
-        std::string_view text;
-        uint8 bit;
-        uint8 boolean;
-    } rows[] = {{"1", 1, 0},    {"10", 1, 0},   {"0", 0, 0}, {"x", 0, 0},  {"T", 0, 1},
-                {"True", 0, 1}, {"true", 0, 0}, {"t", 0, 0}, {" 1", 0, 0}, {"TRUE", 0, 1}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.text);
-        EXPECT_EQ(TextInto<uint8>(SUDataConvert::ConvertCharToBit, row.text), row.bit);
-        EXPECT_EQ(TextInto<uint8>(SUDataConvert::ConvertCharToBoolean, row.text), row.boolean);
-    }
-}
-
-constexpr const char* kNumberWords[] = {"Bit",     "Boolean",       "Int8",  "UnsignedInt8",
-                                        "Int16",   "UnsignedInt16", "Int32", "UnsignedInt32",
-                                        "Float32", "Float64"};
-
-// An empty text (no units, or a terminator first) is a null with length 0,
-// whatever the number and the null form; the target is not written.
-TEST(TextIntoNumberTest, EmptyTextIntoAnyNumberIsNull) {
-    for (const char* word : kNumberWords) {
-        for (const char* form : {"To", "NullableTo"}) {
-            for (const std::string_view text : {""sv,
-                                                "\0"
-                                                "12"sv}) {
-                const std::string name = std::string("ConvertChar") + form + word;
-                SCOPED_TRACE(name);
-                const DataConvert_t convert = ConverterNamed(name);
-                ASSERT_NE(convert, nullptr);
-                const Outcome out = ConvertInto(convert, Params{}, NarrowChar(text), 8, 0);
-                EXPECT_EQ(out.result.isNull, 1);
-                EXPECT_EQ(out.result.length, 0u);
-                EXPECT_TRUE(out.target.Untouched());
+        for (const bool wide : {false, true}) {
+            SCOPED_TRACE(testing::Message() << '"' << row.text << (wide ? "\" wide" : "\""));
+            const XTString units = Widen(row.text);
+            const auto length = static_cast<uint32>(std::min(row.length, row.text.size()));
+            double value = 0;
+            const Raised raised = RaisedBy([&] {
+                value = wide ? row.parser->wide(units.data(), length, row.maximum)
+                             : row.parser->narrow(row.text.data(), length, row.maximum);
+            });
+            if (row.expected) {
+                EXPECT_EQ(raised, Raised{});
+                EXPECT_TRUE(value == *row.expected ||
+                            (std::isnan(value) && std::isnan(*row.expected)))
+                    << value;
+            } else {
+                EXPECT_EQ(raised, row.parser == F ? Raised(kMsgInvalidFloatText, {L""})
+                                                  : Raised(kMsgInvalidIntegerText, {units}));
             }
         }
     }
 }
 
-TEST(TextIntoNumberTest, NullSourcesAndNullPointers) {
-    // Nullable to plain: zero bytes, null, the width of the number.
-    Outcome out =
-        ConvertInto(SUDataConvert::ConvertCharNullableToInt32, Params{}, NarrowChar("42"), 4, 0, 1);
-    EXPECT_EQ(ValueIn<int32>(out.target), 0);
-    EXPECT_EQ(out.result.isNull, 1);
-    EXPECT_EQ(out.result.length, 4u);
-    out = ConvertInto(SUDataConvert::ConvertCharNullableToFloat64Nullable, Params{},
-                      NarrowChar("42"), 8, 0, 1);
-    EXPECT_TRUE(out.target.Untouched());
-    EXPECT_EQ(out.result.isNull, 1);
-    EXPECT_EQ(out.result.length, 0u);
-    // The plain form ignores the flag.
-    out = ConvertInto(SUDataConvert::ConvertCharToInt16, Params{}, NarrowChar("42"), 2, 0, 1);
-    EXPECT_EQ(ValueIn<int16>(out.target), 42);
-    EXPECT_EQ(out.result.isNull, 0);
-    // A client that gives no buffer at all has a null value.
-    GuardedBuffer target(4);
-    const ConvertResult result =
-        Call(SUDataConvert::ConvertCharToInt32, Params{}, nullptr, 0, 0, target.data(), 4);
-    EXPECT_EQ(result.isNull, 1);
-    EXPECT_EQ(result.length, 0u);
-    EXPECT_TRUE(target.Untouched());
+// ---- Formatters ----
+
+template <auto Digitize, class Value, class Unit>
+int32 FormatAs(double value, unsigned char* buffer, int32 size) {
+    return Digitize(static_cast<Value>(value), reinterpret_cast<Unit*>(buffer), size);
 }
 
-// A narrow word whose buffer the parameters call wide is read as wide text:
-// 32-bit units for kCharDataUniCode, 16-bit ones for kCharDataUTF16 or with
-// bTwoByteToFourByte.
-TEST(TextIntoNumberTest, NarrowWordsReadWideBuffersWhenTheCodeSaysSo) {
-    Params wide = Codes(kCharDataUniCode, kCharDataNarrowCode);
-    Outcome out = ConvertInto(SUDataConvert::ConvertCharToInt32, wide,
-                              SourceBuffer::Wide(TextShape::kExternal, L" -42 "), 4, 0);
-    EXPECT_EQ(ValueIn<int32>(out.target), -42);
-
-    Params utf16 = Codes(kCharDataUTF16, kCharDataNarrowCode);
-    out = ConvertInto(SUDataConvert::ConvertCharToUnsignedInt16, utf16,
-                      SourceBuffer::Wide16(TextShape::kExternal, u"65535"), 2, 0);
-    EXPECT_EQ(ValueIn<uint16>(out.target), 65535);
-
-    wide.bTwoByteToFourByte = true;
-    out = ConvertInto(SUDataConvert::ConvertCharToFloat64, wide,
-                      SourceBuffer::Wide16(TextShape::kExternal, u"2.5"), 8, 0);
-    EXPECT_EQ(ValueIn<double>(out.target), 2.5);
-
-    // A wide word reads wide text without being told.
-    out = ConvertInto(SUDataConvert::ConvertVarXTCharToInt8, Params{},
-                      SourceBuffer::Wide(TextShape::kVariable, L"TRUE"), 1, 0);
-    EXPECT_EQ(ValueIn<int8>(out.target), 1);
+// Each formatter on a buffer of exactly `size` bytes (narrow) or `size` + 1
+// units (wide). A narrow one writes the text and a NUL and returns the
+// text's length; a wide one pads with blanks to `size` units (at most 256),
+// puts a zero unit there and returns that size.
+TEST(TextFormatterTest, WritesEveryRowWithinItsBuffer) {
+    const auto I = FormatAs<SUDataConvert::DigitizeBinaryLongData, int32, char>;
+    const auto N = FormatAs<SUDataConvert::DigitizeBinaryUnsignedLongData, uint32, char>;
+    const auto F = FormatAs<SUDataConvert::DigitizeFloat64Data, double, char>;
+    const auto WI = FormatAs<SUDataConvert::XTDigitizeBinaryLongData, int32, wchar_t>;
+    const auto WN = FormatAs<SUDataConvert::XTDigitizeBinaryUnsignedLongData, uint32, wchar_t>;
+    const auto WF = FormatAs<SUDataConvert::XTCharDigitizeFloat64Data, double, wchar_t>;
+    // clang-format off
+    const struct {
+        int32 (*format)(double, unsigned char*, int32);
+        double value;
+        int32 size;
+        std::string expected;
+    } rows[] = {
+        // Integers: the sign and the low-order digits that fit survive.
+        {I, 1234567, 5, "4567"}, {I, -1234567, 5, "-567"}, {I, -5, 2, "-"}, {I, 42, 1, ""},
+        {I, 42, 0, ""}, {N, kU32, 5, "7295"},
+        // Two fraction digits, half up in magnitude; the exponent form gets size - 7
+        // fraction digits, fewer for a longer exponent, also for a value too small to
+        // show; cut when even the exponent does not fit.
+        {F, -0.0, 20, "0.00"}, {F, -0.001, 20, "-0.00"}, {F, 9.999, 20, "10.00"},
+        {F, 123.456, 7, "123.46"}, {F, 1e10, 20, "10000000000.00"},
+        {F, 1e300, 20, "1.000000000000e+300"},
+        {F, -1e300, 20, "-1.00000000000e+300"}, {F, 1e-5, 8, "1.0e-5"},
+        {F, 1e-17, 20, "1.0000000000000e-17"}, {F, 2e-17, 20, "0.00"}, {F, 123.456, 6, "1e+2"},
+        {F, 9.9999999e300, 12, "1.0000e+301"}, {F, 0.5, 3, "5e"},
+        {F, std::numeric_limits<double>::max(), 12, "1.7977e+308"}, {F, -kInf, 20, "INFINITY"},
+        {F, kInf, 4, "INF"}, {F, NAN, 20, "NAN"},
+        // Wide twins: padded, and the leading characters that fit survive.
+        {WI, -42, 6, "-42   "}, {WN, kU32, 10, "4294967295"}, {WF, 3.14159, 8, "3.14    "},
+        {WI, 7, 0, ""}, {WI, 1234567, 5, "12345"}, {WF, 1.5, 300, "1.50" + std::string(252, ' ')}};
+    // clang-format on
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.value << " in " << row.size);
+        const bool wide = row.format == WI || row.format == WN || row.format == WF;
+        const std::size_t extent = wide ? 4 * (row.size + 1u) : row.size;
+        Guarded buffer(extent);
+        const int32 returned = row.format(row.value, buffer.data(), row.size);
+        std::string expected = wide ? W(Widen(row.expected) + L'\0') : row.expected + '\0';
+        expected.resize(extent, '\xA5');
+        const int32 length = wide ? std::min(row.size, 256) : row.expected.size();
+        EXPECT_EQ(std::pair(returned, buffer.Written()), std::pair(length, expected));
+    }
 }
 
-// ---- Numeric and text ----
+TEST(TextFormatterTest, IntegersRoundTripThroughNarrowAndWideText) {
+    std::mt19937 random(20240611);
+    std::vector<uint32> values = {0, 1, 9, 10, 2147483647u, 2147483648u, 2147483649u, kU32};
+    for (int i = 0; i < 20000; ++i)
+        values.push_back(static_cast<uint32>(random()) >> (random() % 32));
+    char text[12];
+    wchar_t wide[13];
+    for (const uint32 value : values) {
+        int32 length = SUDataConvert::DigitizeBinaryUnsignedLongData(value, text, 11);
+        ASSERT_EQ(std::string(text, length), std::to_string(value));
+        ASSERT_EQ(SUDataConvert::CharToUnsignedLongData(text, length, kU32), value);
+        ASSERT_EQ(SUDataConvert::XTDigitizeBinaryUnsignedLongData(value, wide, 11), 11);
+        ASSERT_EQ(SUDataConvert::XTCharToUnsignedLongData(wide, 11, kU32), value);
+        for (const auto number : {static_cast<int32>(value), static_cast<int32>(0u - value)}) {
+            length = SUDataConvert::DigitizeBinaryLongData(number, text, 12);
+            ASSERT_EQ(std::string(text, length), std::to_string(number));
+            ASSERT_EQ(SUDataConvert::CharToLongData(text, length, k32), number);
+            ASSERT_EQ(SUDataConvert::XTDigitizeBinaryLongData(number, wide, 12), 12);
+            ASSERT_EQ(SUDataConvert::XTCharToLongData(wide, 12, k32), number);
+        }
+    }
+}
 
-std::vector<unsigned char> NumericBytes(std::string_view text) {
+// DigitizeFloat64Data against printf's "%.2f". They differ only where
+// intended: an exact tie rounds half up in magnitude (printf: to even), a
+// value within one rounding step of a tie may go either way (the fraction is
+// scaled in double arithmetic), and a negative zero prints without its sign.
+TEST(TextFormatterTest, FloatingTextMatchesPrintfAwayFromTies) {
+    std::mt19937 random(20240612);
+    std::uniform_real_distribution<double> unit(-1.0, 1.0);
+    int ties = 0;
+    for (int i = 0; i < 50000; ++i) {
+        double value = unit(random) * std::pow(10.0, static_cast<int>(random() % 12) - 3);
+        if (i % 10 == 0) value = std::round(value * 1000) / 1000;  // many near-ties
+        if (i % 97 == 0) value = std::round(value * 8) / 8;        // exact ties
+        char ours[64], printed[64];
+        const int32 length = SUDataConvert::DigitizeFloat64Data(value, ours, sizeof ours);
+        ASSERT_EQ(length, static_cast<int32>(std::strlen(ours)));
+        std::snprintf(printed, sizeof printed, "%.2f", value);
+        if (std::strcmp(ours, printed) == 0) continue;
+        SCOPED_TRACE(testing::Message()
+                     << std::hexfloat << value << " ours " << ours << " printf " << printed);
+        if (std::fabs(value) < 0.005) {  // only the sign of a zero may differ
+            ASSERT_EQ(std::string(printed), "-"s + ours);
+            continue;
+        }
+        // value * 100 is exact in long double for these magnitudes.
+        const long double scaled = std::fabs(static_cast<long double>(value)) * 100;
+        const long double fraction = scaled - std::floor(scaled);
+        ASSERT_LT(std::fabs(fraction - 0.5L), 1e-6L) << "not near a tie";
+        // Ours is the other neighbour of the tie; an exact tie goes up.
+        const double shown = std::strtod(ours, nullptr);
+        ASSERT_LT(std::fabs(shown - value), 0.0051);
+        ASSERT_TRUE(fraction != 0.5L || std::fabs(shown) > std::fabs(value));
+        ++ties;
+    }
+    EXPECT_GT(ties, 0);
+}
+
+TEST(TextBuilderTest, CharAndVarcharLayOutTheirUnits) {
+    ByteVector out = {9, 9, 9};
+    const auto bytes = [&] { return std::string(out.begin(), out.end()); };
+    SUDataConvert::BuildChar(L"ab", out, 4);
+    EXPECT_EQ(bytes(), W(L"ab") + std::string(9, '\0'));
+    SUDataConvert::BuildChar(L"\U0001F600b", out, 2);  // the terminator is cut at the end
+    EXPECT_EQ(bytes(), W(L"\U0001F600b") + '\0');
+    out.assign(21, 7);
+    SUDataConvert::BuildVarchar(XTString(L"a\u00e9\U0001F600"), out);
+    EXPECT_EQ(bytes(), VarW(L"a\u00e9\U0001F600"));
+    SUDataConvert::BuildVarchar(static_cast<const wchar_t*>(nullptr), out);
+    EXPECT_EQ(bytes(), std::string(8, '\0'));
+}
+
+// ---- Worked examples of the converters ----
+
+struct Example {
+    const char* converter;  // after "Convert"
+    Params params;
+    SourceBuffer source;
+    uint32 toLength;
+    std::string expected = {};  // the whole target, or the argument of `error`
+    uint64 length = 0;
+    int32 error = 0;
+    uint8 isNull = 0;
+};
+
+// Runs the example on a target of exactly its expected size.
+void Check(const Example& row) {
+    SCOPED_TRACE(testing::Message() << row.converter << " toLength " << row.toLength);
+    const DataConvert_t convert = ConverterNamed("Convert"s + row.converter);
+    ASSERT_NE(convert, nullptr);
+    const std::size_t extent = row.error != 0 ? 32 : row.expected.size();
+    EXPECT_EQ(CallGuarded(convert, row.params, row.source, 0, row.toLength, extent),
+              row.error != 0 ? Failed(Raised(row.error, {Widen(row.expected)}), extent)
+                             : Outcome({}, row.isNull, row.length, row.expected));
+}
+
+TEST(CharacterConverterTest, WorkedExamples) {
+    const Params keepBlanks{.bAvoidRtrimToVarChar = true};
+    const Params utf16 = Codes(kCharDataUTF16, 0), widen = Codes(0, 0, true);
+    const std::wstring mixedWide = L"a\u00e9\u20ac\U0001F600", longWide(3000, L'\u20ac');
+    const std::string mixed = Utf8(mixedWide), invalid = "ab\xC3\x28";  // 1+2+3+4 bytes
+    const std::string longText = Utf8(std::wstring(3000, L'\u00e9'));
+    const auto W16 = [](TextShape shape, std::u16string_view units) {
+        return Source(shape, units);
+    };
+    constexpr int32 kBadInteger = kMsgInvalidIntegerText;
+    // clang-format off
+    std::vector<Example> rows = {
+        {"CharToInt32", {}, Chr("  42  "), 4, Raw(int32{42}), 4},
+        {"CharToInt32", {}, Chr("42.9"), 4, Raw(int32{42}), 4},
+        {"CharToInt32", {}, Chr("-42.9"), 4, Raw(int32{-42}), 4},
+        {"CharToInt32", {}, Chr("4x"), 4, "4x", 0, kBadInteger},
+        {"CharToInt32", {}, Chr("TRUE"), 4, Raw(int32{1}), 4},
+        {"CharToInt16", {}, Chr("False"), 2, Raw(int16{0}), 2},
+        {"CharToUnsignedInt32", {}, Chr("TRUE"), 4, "TRUE", 0, kBadInteger},
+        {"CharToInt8", {}, Chr("128"), 1, "128", 0, kBadInteger},
+        {"CharToInt8", {}, Chr("-129"), 1, Raw(int8{127}), 1},
+        {"CharToFloat64", {}, Chr("   "), 8, "", 0, kMsgInvalidFloatText},
+        // A client that gives no buffer at all has a null value, whatever the form.
+        {"CharToInt32", {}, {}, 4, Unwritten(4), 0, 0, 1},
+        {"ExternalCharToVarChar", {}, {}, 6, VarN("") + Unwritten(5), 0, 0, 1},
+        {"ExternalCharToNumeric", {}, Ext("abc"), 28, "abc", 0, kBadInteger},
+        {"CharToXTChar", {}, Chr("ab"), 5, W(L"ab  \0"s), 4},
+        {"XTCharToVarXTChar", {}, XT(L"ab   "), 3, VarW(L"ab"), 2},
+        {"XTCharToVarXTChar", {}, XT(L"     "), 2, VarW(L"") + Unwritten(4), 0},
+        {"ExternalVarCharToVarXTChar", {}, Ext("ab \r"), 5, VarW(L"ab \r"), 4},
+        {"ExternalVarCharToVarXTChar", keepBlanks, Ext("ab \r"), 5, VarW(L"ab \r"), 4},
+        {"Int32ToChar", {}, Num(int32{1234567}), 5, "4567\0"s, 4},
+        {"Float64ToChar", {}, Num(1e300), 20, "1.000000000000e+300\0"s, 19},
+        {"Float64ToChar", {}, Num(kInf), 20, "INFINITY\0"s + Unwritten(11), 8},
+        {"Float64ToChar", {}, Num(3.14159), 20, "3.14\0"s + Unwritten(15), 4},
+        // A Bit is 1 when the text starts with '1'; a Boolean is true when it starts with 'T'.
+        {"CharToBit", {}, Chr("10"), 1, "\1", 1}, {"CharToBit", {}, Chr(" 1"), 1, "\0"s, 1},
+        {"CharToBoolean", {}, Chr("True"), 1, "\1", 1},
+        {"CharToBoolean", {}, Chr("t"), 1, "\0"s, 1},
+        // Fixed sources end at their terminator, the client's buffers do not; trimming
+        // comes before the cut; the client's buffers trim white space up to a line end.
+        {"CharToXTChar", {}, Chr("a\0b"s), 5, W(L"a   \0"s), 4},
+        {"ExternalVarCharToVarXTChar", {}, Ext("a\0b"s), 4, VarW(L"a\0b"s), 3},
+        {"CharToVarChar", {}, Chr("ab  cd"), 5, VarN("ab  "), 4},
+        {"ExternalVarCharToVarXTChar", {}, Ext("ab \n \t"), 5, VarW(L"ab \n"), 4},
+        {"ExternalVarCharToVarXTChar", {}, Ext("ab \t\v\f"), 3, VarW(L"ab"), 2},
+        // Under the C locale code 0 is UTF-8: codes 0 and 2 give the same bytes.
+        {"CharToXTChar", Codes(0, 0), Chr(mixed), 6, W(mixedWide + L" \0"s), 5},
+        {"XTCharToChar", Codes(2, 2), XT(mixedWide), 12, mixed + " \0"s, 11},
+        {"CharToVarChar", Codes(0, 2), Chr(mixed), 11, VarN(mixed), 10},
+        // Invalid input gives an empty text, not a null; equal codes copy the bytes.
+        {"CharToXTChar", {}, Chr(invalid), 5, W(L"    \0"s), 4},
+        {"CharToChar", Codes(2, 0), Chr(invalid), 6, "     \0"s, 5},
+        {"CharToChar", {}, Chr(invalid), 6, invalid + " \0"s, 5},
+        {"XTCharToVarChar", {}, XT(std::wstring(1, wchar_t{0x110000})), 2, VarN("") + "\xA5", 0},
+        // Characters above U+FFFF; wide targets hold whole characters.
+        {"VarXTCharToVarChar", {}, VarXT(L"\U0001F600\U0010FFFF"), 9,
+         VarN("\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF"), 8},
+        {"CharToVarXTChar", {}, Chr("\xF0\x9F\x98\x80"), 2, VarW(L"\U0001F600"), 1},
+        {"CharToXTChar", {}, Chr(mixed), 3, W(L"a\u00e9\0"s), 2},
+        // 16-bit sources are widened unit by unit: a surrogate pair stays two units.
+        {"VarXTCharToChar", utf16, W16(kVariable, u"a\u00e9"), 5, "a\xC3\xA9 \0"s, 4},
+        {"ExternalVarXTCharToVarXTChar", widen, W16(kExternal, u"\U0001F600  "), 3,
+         VarW(L"\xD83D\xDE00"), 2},
+        {"CharToXTChar", utf16, W16(kFixed, u"xy"), 3, W(L"xy\0"s), 2},
+        // Texts longer than the inline scratch are converted whole.
+        {"CharToChar", Codes(2, 0), Chr(longText), 6001, longText + '\0', 6000},
+        {"XTCharToChar", {}, XT(longWide), 5000, Utf8(longWide).substr(0, 4999) + '\0', 4999}};
+    // clang-format on
+    // A narrow target too small for the text holds the first bytes of its
+    // full encoding, which may end inside a character.
+    for (uint32 toLength = 2; toLength <= mixed.size() + 2; ++toLength) {
+        const uint32 room = toLength - 1, count = std::min<uint32>(room, mixed.size());
+        const std::string text = (mixed + "  ").substr(0, room) + '\0';
+        rows.push_back({"XTCharToChar", {}, XT(mixedWide), toLength, text, room});
+        rows.push_back({"CharToChar", Codes(2, 0), Chr(mixed), toLength, text, room});
+        const std::string counted = VarN(mixed.substr(0, count)) + Unwritten(room - count);
+        rows.push_back({"VarXTCharToLongVarChar", {}, VarXT(mixedWide), toLength, counted, count});
+    }
+    for (const Example& row : rows)
+        Check(row);
+}
+
+// With an ISO-8859-1 default code page, codes 0 and 2 are different code pages.
+TEST(CharacterConverterTest, Latin1AsTheDefaultCodePage) {
+    const auto directory = std::filesystem::temp_directory_path() /
+                           ("xts_character_locales_" + std::to_string(getpid()));
+    std::filesystem::create_directories(directory);
+    const locale_t latin1 = MakeCtypeLocale("en_US", "ISO-8859-1", directory);
+    const locale_t previous = latin1 ? uselocale(latin1) : static_cast<locale_t>(0);
+    // clang-format off
+    const Example rows[] = {
+        {"CharToChar", Codes(2, 0), Chr("caf\xC3\xA9"), 6, "caf\xE9 \0"s, 5},
+        {"CharToVarChar", Codes(0, 2), Chr("\xE9t\xE9"), 6, VarN("\xC3\xA9t\xC3\xA9"), 5},
+        {"CharToChar", Codes(2, 0), Chr("\xE2\x82\xAC"), 4, "   \0"s, 3},
+        {"CharToXTChar", {}, Chr("\xE9"), 2, W(L"\u00e9\0"s), 1},
+        {"XTCharToChar", {}, XT(L"\u00e9\u00ff"), 3, "\xE9\xFF\0"s, 2},
+        {"XTCharToChar", Codes(0, 2), XT(L"\u00e9"), 3, "\xC3\xA9\0"s, 2}};
+    // clang-format on
+    if (latin1) {
+        EXPECT_EQ(SystemUtility::GetMultiByteCodePage(), SystemUtility::kLatin1CodePage);
+        for (const Example& row : rows)
+            Check(row);
+        uselocale(previous);
+        freelocale(latin1);
+    }
+    std::filesystem::remove_all(directory);
+    if (!latin1) GTEST_SKIP() << "no ISO-8859-1 locale can be made here";
+}
+
+// Generated text of several scripts goes from UTF-8 into wide text and back,
+// through the fixed and the variable layouts.
+TEST(CharacterConverterTest, Utf8TextRoundTripsThroughWideText) {
+    std::mt19937 random(20240611);
+    for (int i = 0; i < 800; ++i) {
+        std::wstring text = RandomText(random, static_cast<Script>(i % 4), random() % 40);
+        if (i % 5 == 0) text += L"  ";
+        const std::string utf8 = Utf8(text);
+        const uint32 spare = random() % 3, units = text.size() + spare, bytes = utf8.size() + spare;
+        SCOPED_TRACE(testing::Message() << "text " << i << " " << utf8);
+        const auto bytesOf = [](const Outcome& outcome) { return std::get<3>(outcome); };
+        const std::string wide = bytesOf(CallGuarded(SUDataConvert::ConvertCharToXTChar, {},
+                                                     Chr(utf8), 0, units + 1, 4 * (units + 1)));
+        ASSERT_EQ(bytesOf(CallGuarded(SUDataConvert::ConvertXTCharToChar, {},
+                                      XT(WideOf(wide).substr(0, units)), 0, bytes + 1, bytes + 1)),
+                  utf8 + std::string(spare, ' ') + '\0');
+        // Trailing blanks are trimmed on the way into a variable text.
+        const std::string variable =
+            bytesOf(CallGuarded(SUDataConvert::ConvertCharToVarXTChar, {}, Chr(utf8), 0, units + 2,
+                                4 + 4 * (units + 2)));
+        const SourceBuffer trimmed = VarXT(WideOf(variable.substr(4, 4 * uint8(variable[0]))));
+        const std::string expected = VarN(utf8.substr(0, utf8.find_last_not_of(' ') + 1));
+        ASSERT_EQ(bytesOf(CallGuarded(SUDataConvert::ConvertVarXTCharToVarChar, {}, trimmed, 0,
+                                      bytes + 2, 4 + bytes + 2)),
+                  expected + Unwritten(4 + bytes + 2 - expected.size()));
+    }
+}
+
+// Texts shorter than the inline scratch (512 wide units, 2,049 bytes) and
+// numbers are converted without taking memory from the heap.
+TEST(CharacterConverterTest, ShortValuesDoNotAllocate) {
+    const std::string utf8 = Utf8(std::wstring(100, L'\u00e9') + L"\U0001F600 42 ");
+    const std::wstring wide(200, L'\u20ac');
+    const std::u16string sixteen(300, u'x');
+    // clang-format off
+    const Example calls[] = {
+        {"CharToChar", Codes(2, 0), Chr(utf8), 1024}, {"CharToXTChar", {}, Chr(utf8), 1000},
+        {"XTCharToVarChar", {}, XT(wide), 100}, {"ExternalVarCharToVarXTChar", {}, Ext(utf8), 1000},
+        {"VarXTCharToVarXTChar", Codes(0, 0, true), Source<char16_t>(kVariable, sixteen), 1000},
+        {"CharToFloat64", {}, Chr(" 12.5 "), 8}, {"CharToInt32", {}, Chr(" 12.5 "), 4},
+        {"Float64ToXTChar", {}, Num(12.5), 300}};
+    // clang-format on
+    Guarded target(4 + 4 * 1024);
+    uint8 isNull;
+    uint64 length;
+    for (const Example& call : calls) {
+        const DataConvert_t convert = ConverterNamed("Convert"s + call.converter);
+        const AllocationCounter counter;
+        convert(call.params, call.source.data(), call.source.fromLength, 0, target.data(),
+                call.toLength, isNull, length);
+        EXPECT_EQ(counter.Count(), 0u) << call.converter;
+    }
+}
+
+TEST(CharacterConverterDeathTest, CapacitiesAndCodesThatAreDefectsAbort) {
+    const auto call = [](DataConvert_t convert, const Params& params, const SourceBuffer& source,
+                         uint32 toLength) {
+        CallGuarded(convert, params, source, 0, toLength, 64);
+    };
+    const SourceBuffer set = Num(uint8{1});
+    ByteVector out;
+    EXPECT_DEATH(call(SUDataConvert::ConvertBitToChar, {}, set, 0), "toLength >= 1");
+    EXPECT_DEATH(call(SUDataConvert::ConvertBooleanNullableToXTChar, {}, set, 0), "toLength >= 1");
+    EXPECT_DEATH(call(SUDataConvert::ConvertBooleanToVarXTChar, {}, set, 4),
+                 "toLength >= sizeof\\(uint32\\) \\+ 1");
+    // Narrow codes other than 0 and 2.
+    EXPECT_DEATH(call(SUDataConvert::ConvertXTCharToChar, Codes(0, 1), XT(L"ab"), 8),
+                 "narrow character code");
+    EXPECT_DEATH(call(SUDataConvert::ConvertCharToVarChar, Codes(0, 3), Chr("ab"), 8),
+                 "narrow character code");
+    EXPECT_DEATH(SUDataConvert::BuildChar(L"abc", out, 2), "width");
+}
+
+// ---- The walk over every converter of the family ----
+//
+// Each converter, found by name, is called in its null forms and at the
+// capacities around its value's length, on a target of exactly the
+// documented extent between guards, with the flags and codes that concern
+// it. What it must write follows from the layout rules of its source and
+// target words, written out once below.
+
+std::vector<std::string> CharacterConverterNames() {
+    std::vector<std::string> names;
+#define XT_PLAIN(S, D) names.push_back("Convert" #S "To" #D);
+#define XT_NULLABLE_TO_PLAIN(S, D) names.push_back("Convert" #S "NullableTo" #D);
+#define XT_NULLABLE(S, D) names.push_back("Convert" #S "NullableTo" #D "Nullable");
+#define XT_THREE(S, D) XT_PLAIN(S, D) XT_NULLABLE_TO_PLAIN(S, D) XT_NULLABLE(S, D)
+#define XT_TWO(S, D) XT_PLAIN(S, D) XT_NULLABLE(S, D)
+    XT_CHARACTER_CONVERTERS(XT_THREE, XT_TWO, XT_PLAIN, XT_NULLABLE_TO_PLAIN, XT_NULLABLE)
+    return names;
+}
+
+// A word of a converter's name, and what it says of the value and its layout.
+struct Word {
+    std::string_view name;
+    bool Has(std::string_view part) const { return name.find(part) != name.npos; }
+    bool Text() const { return Has("Char"); }
+    bool Flag() const { return name == "Bit" || name == "Boolean"; }
+    bool Number() const { return !Text() && !Has("Binary"); }  // flags and Numeric too
+    bool Wide() const { return Has("XTChar"); }
+    bool External() const { return name.starts_with("External"); }
+    bool Variable() const { return Has("Var") && !External(); }
+    TextShape Shape() const { return External() ? kExternal : Variable() ? kVariable : kFixed; }
+    std::size_t Width() const { return Has("64") ? 8 : Has("32") ? 4 : Has("16") ? 2 : 1; }
+};
+
+// The value of each number source in the walk, its bytes, and its text as
+// the narrow formatters write it into `size` bytes.
+double NumberValue(const Word& word) {
+    if (word.Flag()) return 1;
+    return word.Has("Float") ? -2.5 : word.name.starts_with("Int") ? -12 : 123;
+}
+std::string NumericImage(std::string_view text) {
     TarvelNumber number;
     EXPECT_TRUE(TarvelNumber::TryParse(text, number));
-    std::vector<unsigned char> bytes(number.GetByteVectorLength());
-    number.ToBuffer(bytes.data());
+    std::string bytes(number.GetByteVectorLength(), '\0');
+    number.ToBuffer(reinterpret_cast<unsigned char*>(bytes.data()));
     return bytes;
 }
-
-TEST(NumericTextTest, TextIntoNumeric) {
-    const std::vector<unsigned char> expected = NumericBytes("12.5");
-    Outcome out = ConvertInto(SUDataConvert::ConvertExternalCharToNumeric, Params{},
-                              SourceBuffer::Narrow(TextShape::kExternal, "  12.5 "), 28, 28);
-    EXPECT_EQ(out.result.isNull, 0);
-    EXPECT_EQ(out.result.length, expected.size());
-    EXPECT_EQ(std::vector<unsigned char>(out.target.data(), out.target.data() + expected.size()),
-              expected);
-
-    // Bad text raises 46044 with the text; a capacity too small raises 46034.
-    const SourceBuffer bad = SourceBuffer::Narrow(TextShape::kExternal, "abc");
-    GuardedBuffer target(28);
-    uint8 isNull = 0;
-    uint64 length = 0;
-    auto error = ErrorOf([&] {
-        SUDataConvert::ConvertExternalCharToNumeric(Params{}, bad.data(), bad.fromLength(), 0,
-                                                    target.data(), 28, isNull, length);
-    });
-    ASSERT_TRUE(error.has_value());
-    EXPECT_EQ(error->GetCode(), kMsgInvalidIntegerText);
-    EXPECT_EQ(error->GetArguments(), std::vector<XTString>{L"abc"});
-
-    const SourceBuffer good = SourceBuffer::Narrow(TextShape::kExternal, "12.5");
-    const auto small = static_cast<uint32>(expected.size() - 1);
-    error = ErrorOf([&] {
-        SUDataConvert::ConvertExternalCharToNumeric(Params{}, good.data(), good.fromLength(), 0,
-                                                    target.data(), small, isNull, length);
-    });
-    ASSERT_TRUE(error.has_value());
-    EXPECT_EQ(error->GetCode(), kMsgValueTooLong);
-    EXPECT_EQ(error->GetArguments(),
-              (std::vector<XTString>{std::to_wstring(expected.size()), std::to_wstring(small)}));
-    EXPECT_TRUE(target.Untouched());
-
-    // A null into a plain Numeric is the number zero.
-    out = ConvertInto(SUDataConvert::ConvertExternalVarCharNullableToNumeric, Params{}, bad, 28, 28,
-                      1);
-    EXPECT_EQ(out.result.isNull, 1);
-    EXPECT_EQ(out.result.length, 5u);
-    EXPECT_EQ(out.target.data()[4], 0x80);
+std::string NumberBytes(const Word& word, double value) {
+    if (word.Has("Float")) return word.Width() == 4 ? Raw(static_cast<float>(value)) : Raw(value);
+    return Raw(static_cast<int64>(value)).substr(0, word.Width());
 }
 
-TEST(NumericTextTest, NumericIntoWideTextFillsTheCapacity) {
-    const std::vector<unsigned char> number = NumericBytes("-123.45");
-    const SourceBuffer source =
-        SourceBuffer::Raw(number.data(), number.size(), static_cast<uint32>(number.size()));
-    Outcome out = ConvertInto(SUDataConvert::ConvertNumericToXTChar, Params{}, source, 4 * 10, 9);
-    EXPECT_EQ(out.target.Wide(0, 10), std::wstring(L"-123.45  \0", 10));
-    EXPECT_EQ(out.result.length, 9u);
-    EXPECT_EQ(out.result.isNull, 0);
-
-    out = ConvertInto(SUDataConvert::ConvertNumericToVarXTChar, Params{}, source, 4 + 4 * 8, 7);
-    EXPECT_EQ(out.target.Count(), 7u);
-    EXPECT_EQ(out.target.Wide(4, 8), std::wstring(L"-123.45\0", 8));
-    EXPECT_EQ(out.result.length, 7u);
-
-    // One unit short: 46034 with the length needed and the capacity.
-    GuardedBuffer target(4 * 8);
-    uint8 isNull = 0;
-    uint64 length = 0;
-    const auto error = ErrorOf([&] {
-        SUDataConvert::ConvertNumericToXTChar(Params{}, source.data(), source.fromLength(), 0,
-                                              target.data(), 6, isNull, length);
-    });
-    ASSERT_TRUE(error.has_value());
-    EXPECT_EQ(error->GetCode(), kMsgValueTooLong);
-    EXPECT_EQ(error->GetArguments(), (std::vector<XTString>{L"7", L"6"}));
-    EXPECT_TRUE(target.Untouched());
-}
-
-// ---- Numbers into text ----
-
-TEST(NumberIntoTextTest, NarrowCharKeepsTheLowDigitsWithoutPadding) {
-    Outcome out = ConvertInto(SUDataConvert::ConvertInt32ToChar, Params{},
-                              NumberSource<int32>(1234567), 5, 5);
-    EXPECT_EQ(out.target.Narrow(0, 5), std::string("4567\0", 5));
-    EXPECT_EQ(out.result.length, 4u);
-    EXPECT_EQ(out.result.isNull, 0);
-
-    out = ConvertInto(SUDataConvert::ConvertInt16ToChar, Params{}, NumberSource<int16>(-42), 8, 8);
-    EXPECT_EQ(out.target.Narrow(0, 4), std::string("-42\0", 4));
-    EXPECT_EQ(out.result.length, 3u);
-
-    // No room for a digit: an empty text marked null.
-    out = ConvertInto(SUDataConvert::ConvertUnsignedInt8ToChar, Params{}, NumberSource<uint8>(7), 1,
-                      1);
-    EXPECT_EQ(out.target.data()[0], 0);
-    EXPECT_EQ(out.result.isNull, 1);
-    EXPECT_EQ(out.result.length, 0u);
-}
-
-TEST(NumberIntoTextTest, FloatingValuesIntoChar) {
-    const struct {
-        double value;
-        const char* text;
-    } rows[] = {{3.14159, "3.14"},
-                {1e300, "1.000000000000e+300"},
-                {std::numeric_limits<double>::infinity(), "INFINITY"},
-                {-2.5, "-2.50"}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.text);
-        const Outcome out = ConvertInto(SUDataConvert::ConvertFloat64ToChar, Params{},
-                                        NumberSource<double>(row.value), 20, 20);
-        EXPECT_STREQ(reinterpret_cast<const char*>(out.target.data()), row.text);
-        EXPECT_EQ(out.result.length, std::strlen(row.text));
+std::string Formatted(const Word& word, int32 size = 32) {
+    if (word.Flag()) return word.name == "Bit" ? "1" : "T";
+    if (word.name == "Numeric") return "-12.5";
+    char text[32] = {};
+    const double value = NumberValue(word);
+    if (word.Has("Float")) {
+        SUDataConvert::DigitizeFloat64Data(value, text, size);
+    } else if (value < 0) {
+        SUDataConvert::DigitizeBinaryLongData(static_cast<int32>(value), text, size);
+    } else {
+        SUDataConvert::DigitizeBinaryUnsignedLongData(static_cast<uint32>(value), text, size);
     }
-    const Outcome out = ConvertInto(SUDataConvert::ConvertFloat32ToChar, Params{},
-                                    NumberSource<float>(0.5f), 20, 20);
-    EXPECT_STREQ(reinterpret_cast<const char*>(out.target.data()), "0.50");
+    return text;
 }
 
-TEST(NumberIntoTextTest, NullNumberIntoCharIsARightAlignedZero) {
-    Outcome out = ConvertInto(SUDataConvert::ConvertInt32NullableToChar, Params{},
-                              NumberSource<int32>(5), 5, 5, 1);
-    EXPECT_EQ(out.target.Narrow(0, 5), std::string("   0\0", 5));
-    EXPECT_EQ(out.result.isNull, 1);
-    EXPECT_EQ(out.result.length, 5u);
-
-    out = ConvertInto(SUDataConvert::ConvertFloat64NullableToCharNullable, Params{},
-                      NumberSource<double>(5), 5, 5, 1);
-    EXPECT_TRUE(out.target.Untouched());
-    EXPECT_EQ(out.result.isNull, 1);
-    EXPECT_EQ(out.result.length, 0u);
+// `text` as the text word `target` lays it out.
+std::string Laid(const Word& target, std::string_view text) {
+    if (target.Variable()) return target.Wide() ? VarW(Widen(text)) : VarN(text);
+    return target.Wide() ? W(Widen(text) + L'\0') : std::string(text) + '\0';
 }
 
-// Wide targets of numbers are filled to their capacity: toLength units of
-// text and blanks, then a zero unit at index toLength.
-TEST(NumberIntoTextTest, WideTargetsAreFilledToTheCapacity) {
-    Outcome out = ConvertInto(SUDataConvert::ConvertInt32ToXTChar, Params{},
-                              NumberSource<int32>(42), 4 * 6, 5);
-    EXPECT_EQ(out.target.Wide(0, 6), std::wstring(L"42   \0", 6));
-    EXPECT_EQ(out.result.length, 5u);
-    EXPECT_EQ(out.result.isNull, 0);
+constexpr std::string_view kText = "ab c\t ";
 
-    out = ConvertInto(SUDataConvert::ConvertFloat64ToVarXTChar, Params{}, NumberSource<double>(2.5),
-                      4 + 4 * 7, 6);
-    EXPECT_EQ(out.target.Count(), 6u);
-    EXPECT_EQ(out.target.Wide(4, 7), std::wstring(L"2.50  \0", 7));
-    EXPECT_EQ(out.result.length, 6u);
+// A source of the walk and the parameters it is converted with.
+struct Variant {
+    Params params;
+    SourceBuffer source;
+    const char* label;
+};
 
-    // A null into XTChar: blanks to toLength - 1 and a zero unit, length toLength.
-    out = ConvertInto(SUDataConvert::ConvertUnsignedInt16NullableToXTChar, Params{},
-                      NumberSource<uint16>(1), 4 * 4, 4, 1);
-    EXPECT_EQ(out.target.Wide(0, 4), std::wstring(L"   \0", 4));
-    EXPECT_EQ(out.result.isNull, 1);
-    EXPECT_EQ(out.result.length, 4u);
-
-    // A null into VarXTChar: count 0 and a zero unit.
-    out = ConvertInto(SUDataConvert::ConvertInt8NullableToVarXTChar, Params{},
-                      NumberSource<int8>(1), 4 + 4 * 4, 4, 1);
-    EXPECT_EQ(out.target.Count(), 0u);
-    EXPECT_EQ(out.target.Wide(4, 1), std::wstring(1, L'\0'));
-    EXPECT_EQ(out.result.isNull, 1);
-    EXPECT_EQ(out.result.length, 0u);
-}
-
-TEST(NumberIntoTextTest, Float64IntoVarCharCountsInThePrefix) {
-    Outcome out = ConvertInto(SUDataConvert::ConvertFloat64ToVarChar, Params{},
-                              NumberSource<double>(-2.5), NarrowVariable(10), 10);
-    EXPECT_EQ(out.target.Count(), 5u);
-    EXPECT_EQ(out.target.Narrow(4, 6), std::string("-2.50\0", 6));
-    EXPECT_EQ(out.result.length, 5u);
-
-    out = ConvertInto(SUDataConvert::ConvertFloat64NullableToVarCharNullable, Params{},
-                      NumberSource<double>(1), NarrowVariable(10), 10, 1);
-    EXPECT_EQ(out.target.Count(), 0u);
-    EXPECT_EQ(out.target.data()[4], 0);
-    EXPECT_EQ(out.result.isNull, 1);
-    EXPECT_EQ(out.result.length, 0u);
-}
-
-TEST(FlagIntoTextTest, OneLetterInEachLayout) {
-    const uint8 set = 1;
-    const uint8 clear = 0;
-    Outcome out = ConvertInto(SUDataConvert::ConvertBitToChar, Params{}, NumberSource(set), 4, 4);
-    EXPECT_EQ(out.target.Narrow(0, 2), std::string("1\0", 2));
-    EXPECT_EQ(out.result.length, 1u);
-    out = ConvertInto(SUDataConvert::ConvertBooleanToChar, Params{}, NumberSource(clear), 4, 4);
-    EXPECT_EQ(out.target.Narrow(0, 2), std::string("F\0", 2));
-
-    // Into XTChar: the letter, blanks up to toLength units, a zero unit after.
-    out = ConvertInto(SUDataConvert::ConvertBooleanToXTChar, Params{}, NumberSource(set), 4 * 4, 3);
-    EXPECT_EQ(out.target.Wide(0, 4), std::wstring(L"T  \0", 4));
-    EXPECT_EQ(out.result.length, 3u);
-
-    out = ConvertInto(SUDataConvert::ConvertBitToVarXTChar, Params{}, NumberSource(clear),
-                      WideVariable(5), 5);
-    EXPECT_EQ(out.target.Count(), 1u);
-    EXPECT_EQ(out.target.Wide(4, 2), std::wstring(L"0\0", 2));
-    EXPECT_EQ(out.result.length, 1u);
-    EXPECT_EQ(out.result.isNull, 0);
-}
-
-// A null Boolean or Bit into a plain Char: with a UTF-8 target, the room a
-// UTF-8 column reserves (toLength x 3 - 3 blanks) and a NUL; else an empty
-// text. Length toLength either way.
-TEST(FlagIntoTextTest, NullIntoCharFollowsTheUtf8Rule) {
-    const uint8 set = 1;
-    Outcome out = ConvertInto(SUDataConvert::ConvertBooleanNullableToChar,
-                              Codes(kCharDataNarrowCode, kCharDataNarrowUTF8Code),
-                              NumberSource(set), 10, 4, 1);
-    EXPECT_EQ(out.target.Narrow(0, 10), std::string(9, ' ') + '\0');
-    EXPECT_EQ(out.result.isNull, 1);
-    EXPECT_EQ(out.result.length, 4u);
-
-    out =
-        ConvertInto(SUDataConvert::ConvertBitNullableToChar, Params{}, NumberSource(set), 4, 4, 1);
-    EXPECT_EQ(out.target.data()[0], 0);
-    EXPECT_EQ(out.result.length, 4u);
-
-    out = ConvertInto(SUDataConvert::ConvertBitNullableToCharNullable, Params{}, NumberSource(set),
-                      4, 4, 1);
-    EXPECT_TRUE(out.target.Untouched());
-    EXPECT_EQ(out.result.length, 0u);
-}
-
-// ---- Text among its forms: fixed targets ----
-
-TEST(FixedTextTest, XTCharOfFiveHoldsTwoLettersTwoBlanksAndAZeroUnit) {
-    for (const DataConvert_t convert :
-         {SUDataConvert::ConvertCharToXTChar, SUDataConvert::ConvertXTCharToXTChar}) {
-        const SourceBuffer source = convert == SUDataConvert::ConvertCharToXTChar
-                                        ? NarrowChar("ab")
-                                        : SourceBuffer::Wide(TextShape::kFixed, L"ab");
-        const Outcome out = ConvertInto(convert, Params{}, source, WideFixed(5), 5);
-        EXPECT_EQ(out.target.Wide(0, 5), std::wstring(L"ab  \0", 5));
-        EXPECT_EQ(out.result.length, 4u);
-        EXPECT_EQ(out.result.isNull, 0);
-    }
-}
-
-TEST(FixedTextTest, PaddingOfNarrowCharCanBeSwitchedOff) {
-    Params noPadding;
-    noPadding.bAvoidPaddingToChar = true;
-    const struct {
-        DataConvert_t convert;
-        SourceBuffer source;
-    } rows[] = {
-        {SUDataConvert::ConvertCharToChar, NarrowChar("ab")},
-        {SUDataConvert::ConvertExternalCharToChar,
-         SourceBuffer::Narrow(TextShape::kExternal, "ab")},
-        {SUDataConvert::ConvertXTCharToChar, SourceBuffer::Wide(TextShape::kFixed, L"ab")},
-        {SUDataConvert::ConvertVarXTCharToChar, SourceBuffer::Wide(TextShape::kVariable, L"ab")},
+// The outcome the rules give for a converter from `s` to `t`, on a target
+// of `extent` bytes.
+Outcome Expect(const Word& s, const Word& t, XTConverterForm form, bool isNull, uint32 toLength,
+               const Variant& variant, std::size_t extent) {
+    const Params& params = variant.params;
+    const auto value = [&](std::string bytes, uint64 length, uint8 isNull = 0) {
+        bytes.resize(std::max(extent, bytes.size()), '\xA5');  // the rest is not written
+        return Outcome({}, isNull, length, bytes);
     };
-    for (const auto& row : rows) {
-        Outcome out = ConvertInto(row.convert, Params{}, row.source, 6, 6);
-        EXPECT_EQ(out.target.Narrow(0, 6), std::string("ab   \0", 6));
-        EXPECT_EQ(out.result.length, 5u);
-        out = ConvertInto(row.convert, noPadding, row.source, 6, 6);
-        EXPECT_EQ(out.target.Narrow(0, 3), std::string("ab\0", 3));
-        EXPECT_EQ(out.target.Narrow(3, 3), Unwritten(3));
-        // The reported length stays toLength - 1 without padding.
-        EXPECT_EQ(out.result.length, 5u);
+    const auto null = [&](std::string bytes, uint64 length = 0) {
+        return value(std::move(bytes), length, 1);
+    };
+    const auto tooLong = [&](std::size_t needed) {
+        return Failed(
+            Raised(kMsgValueTooLong, {std::to_wstring(needed), std::to_wstring(toLength)}), extent);
+    };
+    const bool nullable = form == XTConverterForm::kNullableToNullable;
+    // An empty text where it fits; a variable one always has its count.
+    const std::string empty = toLength >= 1 ? Laid(t, "") : t.Variable() ? Raw(uint32{0}) : "";
+    const std::string blanks(toLength == 0 ? 0 : toLength - 1, ' ');
+    if (t.Has("Binary")) {
+        if (isNull)
+            return null(t.Variable() ? Raw(uint32{0})
+                        : nullable   ? ""
+                                     : std::string(toLength, '\0'),
+                        t.Variable() || nullable ? 0 : toLength);
+        if (toLength < 3) return tooLong(3);
+        return value((t.Variable() ? Raw(uint32{3}) : "") + "\1\2\3" +
+                         std::string(t.Variable() ? 0 : toLength - 3, '\0'),
+                     3);
     }
-    // Wide targets are always padded.
-    const Outcome out = ConvertInto(SUDataConvert::ConvertCharToXTChar, noPadding, NarrowChar("ab"),
-                                    WideFixed(4), 4);
-    EXPECT_EQ(out.target.Wide(0, 4), std::wstring(L"ab \0", 4));
-}
-
-TEST(FixedTextTest, ATextLongerThanTheRoomIsCut) {
-    Outcome out =
-        ConvertInto(SUDataConvert::ConvertCharToChar, Params{}, NarrowChar("abcdef"), 4, 4);
-    EXPECT_EQ(out.target.Narrow(0, 4), std::string("abc\0", 4));
-    EXPECT_EQ(out.result.length, 3u);
-    out = ConvertInto(SUDataConvert::ConvertVarXTCharToXTChar, Params{},
-                      SourceBuffer::Wide(TextShape::kVariable, L"abcdef"), WideFixed(3), 3);
-    EXPECT_EQ(out.target.Wide(0, 3), std::wstring(L"ab\0", 3));
-    EXPECT_EQ(out.result.length, 2u);
-}
-
-TEST(FixedTextTest, NoRoomForACharacterIsAnEmptyNullText) {
-    for (const uint32 toLength : {0u, 1u}) {
-        Outcome out = ConvertInto(SUDataConvert::ConvertCharToChar, Params{}, NarrowChar("ab"),
-                                  toLength, toLength);
-        EXPECT_EQ(out.result.isNull, 1);
-        EXPECT_EQ(out.result.length, 0u);
-        if (toLength == 1) {
-            EXPECT_EQ(out.target.data()[0], 0);
+    if (!t.Text()) {  // text into numbers
+        if ((isNull && nullable) || (!isNull && variant.source.fromLength == 0)) return null("");
+        if (t.name == "Numeric") {
+            const std::string image = NumericImage("42");
+            if (isNull) return toLength < 5 ? null("") : null(Raw(uint32{1}) + "\x80", 5);
+            return image.size() > toLength ? tooLong(image.size()) : value(image, image.size());
         }
-        out = ConvertInto(SUDataConvert::ConvertXTCharToXTChar, Params{},
-                          SourceBuffer::Wide(TextShape::kFixed, L"ab"), WideFixed(toLength),
-                          toLength);
-        EXPECT_EQ(out.result.isNull, 1);
-        EXPECT_EQ(out.result.length, 0u);
-        if (toLength == 1) {
-            EXPECT_EQ(out.target.Wide(0, 1), std::wstring(1, L'\0'));
+        if (isNull) return null(std::string(t.Width(), '\0'), t.Width());
+        return value(NumberBytes(t, t.Flag() ? 1 : 42), t.Width());
+    }
+    if (isNull) {
+        if (t.Variable()) return null(empty);
+        if (nullable) return null(s.Text() ? empty : "");
+        if (t.Wide()) return null(toLength >= 1 ? Laid(t, blanks) : "", toLength);
+        if (s.Number() && !s.Flag())  // a right-aligned zero
+            return null(toLength >= 2 ? Laid(t, blanks.substr(1) + "0") : empty, toLength);
+        if (toLength >= 1 && params.charDataToDataCode == kCharDataNarrowUTF8Code)
+            return null(Laid(t, std::string(3 * toLength - 3, ' ')), toLength);
+        return null(empty, toLength);
+    }
+    if (s.Flag()) {
+        const std::string letter = Formatted(s);
+        if (t.Variable()) return value(Laid(t, letter), 1);
+        if (t.Wide()) return value(Laid(t, letter + blanks), toLength);
+        return value(toLength == 1 ? letter : Laid(t, letter), 1);
+    }
+    if (s.Number()) {
+        const std::string text = Formatted(s);
+        if (t.Wide()) {  // filled to the capacity
+            if (s.name == "Numeric" && text.size() > toLength) return tooLong(text.size());
+            if (toLength < (t.Variable() ? 2u : 1u)) return null(empty);
+            return value(Laid(t, (text + std::string(toLength, ' ')).substr(0, toLength)),
+                         toLength);
         }
+        if (toLength < 2) return null(empty);
+        const std::string written = Formatted(s, toLength);
+        return value(Laid(t, written), written.size());
     }
-}
-
-TEST(FixedTextTest, NullTextSources) {
-    // Nullable to plain Char: the UTF-8 rule.
-    Outcome out = ConvertInto(SUDataConvert::ConvertXTCharNullableToChar,
-                              Codes(kCharDataNarrowCode, kCharDataNarrowUTF8Code),
-                              SourceBuffer::Wide(TextShape::kFixed, L"ab"), 7, 3, 1);
-    EXPECT_EQ(out.target.Narrow(0, 7), std::string(6, ' ') + '\0');
-    EXPECT_EQ(out.result.isNull, 1);
-    EXPECT_EQ(out.result.length, 3u);
-    out =
-        ConvertInto(SUDataConvert::ConvertCharNullableToChar, Params{}, NarrowChar("ab"), 3, 3, 1);
-    EXPECT_EQ(out.target.data()[0], 0);
-    EXPECT_EQ(out.result.length, 3u);
-
-    // Nullable to plain XTChar: blanks and a zero unit, length toLength.
-    out = ConvertInto(SUDataConvert::ConvertCharNullableToXTChar, Params{}, NarrowChar("ab"),
-                      WideFixed(4), 4, 1);
-    EXPECT_EQ(out.target.Wide(0, 4), std::wstring(L"   \0", 4));
-    EXPECT_EQ(out.result.isNull, 1);
-    EXPECT_EQ(out.result.length, 4u);
-
-    // Nullable to nullable: an empty text, null, length 0.
-    out = ConvertInto(SUDataConvert::ConvertXTCharNullableToXTCharNullable, Params{},
-                      SourceBuffer::Wide(TextShape::kFixed, L"ab"), WideFixed(4), 4, 1);
-    EXPECT_EQ(out.target.Wide(0, 1), std::wstring(1, L'\0'));
-    EXPECT_EQ(out.target.Narrow(4, 12), Unwritten(12));
-    EXPECT_EQ(out.result.isNull, 1);
-    EXPECT_EQ(out.result.length, 0u);
-}
-
-TEST(FixedTextTest, FixedSourcesEndAtTheirTerminatorExternalOnesDoNot) {
-    const std::string_view withZero = "a\0b"sv;
-    Outcome out = ConvertInto(SUDataConvert::ConvertCharToXTChar, Params{},
-                              SourceBuffer::Narrow(TextShape::kFixed, withZero), WideFixed(5), 5);
-    EXPECT_EQ(out.target.Wide(0, 5), std::wstring(L"a   \0", 5));
-    out = ConvertInto(SUDataConvert::ConvertExternalVarCharToVarXTChar, Params{},
-                      SourceBuffer::Narrow(TextShape::kExternal, withZero), WideVariable(5), 5);
-    EXPECT_EQ(out.target.Count(), 3u);
-    EXPECT_EQ(out.target.Wide(4, 4), std::wstring(L"a\0b\0", 4));
-}
-
-// ---- Text among its forms: variable targets ----
-
-TEST(VariableTextTest, TrailingBlanksAreTrimmedAnAllBlankTextIsEmptyNotNull) {
-    const struct {
-        std::wstring_view text;
-        uint32 count;
-    } rows[] = {{L"ab   ", 2}, {L"     ", 0}, {L" a b ", 4}, {L"ab\t ", 3}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(testing::Message() << '"' << xts::test::Utf8(row.text) << '"');
-        Outcome out =
-            ConvertInto(SUDataConvert::ConvertXTCharToVarXTChar, Params{},
-                        SourceBuffer::Wide(TextShape::kFixed, row.text), WideVariable(10), 10);
-        EXPECT_EQ(out.target.Count(), row.count);
-        EXPECT_EQ(out.target.Wide(4, row.count + 1),
-                  std::wstring(row.text.substr(0, row.count)) + L'\0');
-        EXPECT_EQ(out.result.length, row.count);
-        EXPECT_EQ(out.result.isNull, 0);
-
-        out = ConvertInto(SUDataConvert::ConvertCharToVarChar, Params{},
-                          NarrowChar(xts::test::Utf8(row.text)), NarrowVariable(10), 10);
-        EXPECT_EQ(out.target.Count(), row.count);
-        EXPECT_EQ(out.result.isNull, 0);
+    std::string text(kText);  // text into text
+    if (toLength < 2) return null(empty);
+    if (t.Variable() && !params.bAvoidRtrimToVarChar) {
+        const bool lineEnds = s.Shape() == kExternal && s.name != "ExternalChar";
+        text.erase(text.find_last_not_of(lineEnds ? " \t\v\f" : " ") + 1);
     }
+    text.resize(std::min<std::size_t>(text.size(), toLength - 1));
+    if (t.Shape() != kFixed) return value(Laid(t, text), text.size());
+    if (t.Wide() || !params.bAvoidPaddingToChar) text.resize(toLength - 1, ' ');
+    return value(Laid(t, text), toLength - 1);
 }
 
-TEST(VariableTextTest, TrimmingCanBeSwitchedOff) {
-    Params keep;
-    keep.bAvoidRtrimToVarChar = true;
-    const Outcome out =
-        ConvertInto(SUDataConvert::ConvertXTCharToVarXTChar, keep,
-                    SourceBuffer::Wide(TextShape::kFixed, L"ab   "), WideVariable(10), 10);
-    EXPECT_EQ(out.target.Count(), 5u);
-    EXPECT_EQ(out.target.Wide(4, 6), std::wstring(L"ab   \0", 6));
+// The documented extent of a target: what the converter may write.
+std::size_t Extent(const Word& s, const Word& t, uint32 toLength, const Params& params) {
+    const std::size_t prefix = t.Variable() ? 4 : 0;
+    if (t.name == "Numeric") return toLength;
+    if (t.Has("Binary")) return prefix + toLength;
+    if (!t.Text()) return t.Width();
+    if (t.name == "Char" && (s.Text() || s.Flag()) && toLength >= 1 &&
+        params.charDataToDataCode == kCharDataNarrowUTF8Code)
+        return 3 * toLength - 2;  // a null: toLength x 3 - 3 blanks and a NUL
+    return prefix + (toLength + (s.Number() && t.Wide() ? 1 : 0)) * (t.Wide() ? 4 : 1);
 }
 
-// The source is trimmed before it is cut to the capacity, so blanks inside
-// the text survive at the cut.
-TEST(VariableTextTest, TrimmingComesBeforeTheCut) {
-    Outcome out = ConvertInto(SUDataConvert::ConvertCharToVarChar, Params{}, NarrowChar("ab  cd"),
-                              NarrowVariable(5), 5);
-    EXPECT_EQ(out.target.Count(), 4u);
-    EXPECT_EQ(out.target.Narrow(4, 5), std::string("ab  \0", 5));
-    out = ConvertInto(SUDataConvert::ConvertCharToVarXTChar, Params{}, NarrowChar("abcdef  "),
-                      WideVariable(4), 4);
-    EXPECT_EQ(out.target.Count(), 3u);
-    EXPECT_EQ(out.target.Wide(4, 4), std::wstring(L"abc\0", 4));
+// The sources of a converter (its value under the default parameters, with
+// UTF-8 codes, with each flag, and in the other unit sizes that a text word
+// can be handed) and the length of that value, to place the capacities.
+std::pair<std::vector<Variant>, uint32> VariantsOf(const Word& s, const Word& t) {
+    const Params utf8 =
+        Codes(s.Wide() ? kCharDataUniCode : kCharDataNarrowUTF8Code, kCharDataNarrowUTF8Code);
+    if (s.Has("Binary")) {
+        const std::string counted = Raw(uint32{3}) + "\1\2\3";
+        const std::size_t skip = s.Variable() ? 0 : 4;
+        return {{{{}, RawSource(std::string_view(counted).substr(skip), 3), ""}}, 3};
+    }
+    if (s.Number()) {
+        const std::string text = Formatted(s);
+        const std::string bytes =
+            s.name == "Numeric" ? NumericImage(text) : NumberBytes(s, NumberValue(s));
+        const auto source = RawSource(bytes, bytes.size());
+        return {{{{}, source, ""}, {utf8, source, " UTF-8"}}, uint32(text.size())};
+    }
+    const std::string text = t.Text() ? std::string(kText) : t.Flag() ? Formatted(t) : "42";
+    const SourceBuffer source = s.Wide() ? Source(s.Shape(), std::wstring_view(Widen(text)))
+                                         : Source(s.Shape(), std::string_view(text));
+    const Params keepBlanks{.bAvoidRtrimToVarChar = true}, noPadding{.bAvoidPaddingToChar = true};
+    // 16-bit units behind wide words; the client's wide buffers behind narrow ones.
+    const std::u16string units(text.begin(), text.end());
+    const Variant other =
+        s.Wide()
+            ? Variant{Codes(0, 0, true), Source(s.Shape(), std::u16string_view(units)), " 16-bit"}
+            : Variant{Codes(kCharDataUniCode, 0), Source(s.Shape(), std::wstring_view(Widen(text))),
+                      " wide"};
+    const std::size_t length = t.Text()              ? kText.size()
+                               : t.name == "Numeric" ? NumericImage("42").size()
+                                                     : t.Width();
+    std::vector<Variant> variants = {{{}, source, ""},
+                                     {utf8, source, " UTF-8"},
+                                     {keepBlanks, source, " keep blanks"},
+                                     {noPadding, source, " no padding"},
+                                     other};
+    // An empty text into a number is a null.
+    if (!t.Text()) variants.push_back({{}, Source(s.Shape(), std::string_view()), " empty"});
+    return {variants, uint32(length)};
 }
 
-// The client's variable buffers trim trailing blanks, tabs, vertical tabs
-// and form feeds, but keep a final CR or LF, which shields the blanks before it.
-TEST(VariableTextTest, ClientBuffersKeepAFinalLineEnd) {
-    const struct {
-        std::string_view text;
-        std::string_view trimmed;
-    } rows[] = {{"ab \r", "ab \r"},  {"ab  \n", "ab  \n"}, {"ab \n \t", "ab \n"},
-                {"ab \t\v\f", "ab"}, {"\r\n  ", "\r\n"},   {" \t ", ""}};
-    Params keep;
-    keep.bAvoidRtrimToVarChar = true;
-    for (const auto& row : rows) {
-        SCOPED_TRACE(testing::Message() << '"' << row.text << '"');
-        const std::wstring wide = xts::test::Widen(row.text);
-        const struct {
-            DataConvert_t convert;
-            SourceBuffer source;
-        } converters[] = {
-            {SUDataConvert::ConvertExternalVarCharToVarXTChar,
-             SourceBuffer::Narrow(TextShape::kExternal, row.text)},
-            {SUDataConvert::ConvertExternalVarXTCharToVarXTChar,
-             SourceBuffer::Wide(TextShape::kExternal, wide)},
-            {SUDataConvert::ConvertExternalVarCharToLongVarXTChar,
-             SourceBuffer::Narrow(TextShape::kExternal, row.text)},
-        };
-        for (const auto& c : converters) {
-            Outcome out = ConvertInto(c.convert, Params{}, c.source, WideVariable(10), 10);
-            EXPECT_EQ(out.target.Wide(4, out.target.Count()), xts::test::Widen(row.trimmed));
-            EXPECT_EQ(out.result.length, row.trimmed.size());
-            out = ConvertInto(c.convert, keep, c.source, WideVariable(10), 10);
-            EXPECT_EQ(out.target.Wide(4, out.target.Count()), wide);
+class CharacterConverterWalk : public testing::TestWithParam<std::string> {};
+
+TEST_P(CharacterConverterWalk, WritesWhatItsLayoutsSayAndNothingElse) {
+    const XTConverterInfo* info = nullptr;
+    for (const XTConverterInfo& each : SUDataConvert::GetAllConverters())
+        if (GetParam() == each.name) info = &each;
+    ASSERT_NE(info, nullptr);
+    const Word s = Word{info->sourceWord}, t = Word{info->targetWord};
+    const auto [variants, n] = VariantsOf(s, t);
+    for (const Variant& variant : variants) {
+        for (const uint32 toLength : {0u, 1u, 2u, n - 1, n, n + 1, 20u}) {
+            for (const uint8 fromIsNull : {0, 1}) {
+                const bool isNull = fromIsNull != 0 && info->form != XTConverterForm::kPlain;
+                // A flag without room for its letter is an assertion (a death test above).
+                if (s.Flag() && !isNull && toLength < (t.Variable() ? 5u : 1u)) continue;
+                SCOPED_TRACE(testing::Message() << "toLength " << toLength << " fromIsNull "
+                                                << int{fromIsNull} << variant.label);
+                const std::size_t extent = Extent(s, t, toLength, variant.params);
+                EXPECT_EQ(CallGuarded(info->function, variant.params, variant.source, fromIsNull,
+                                      toLength, extent),
+                          Expect(s, t, info->form, isNull, toLength, variant, extent));
+            }
         }
     }
 }
 
-TEST(VariableTextTest, TooSmallCapacitiesAndNullSources) {
-    for (const uint32 toLength : {0u, 1u}) {
-        const Outcome out = ConvertInto(SUDataConvert::ConvertCharToVarXTChar, Params{},
-                                        NarrowChar("ab"), WideVariable(toLength), toLength);
-        EXPECT_EQ(out.target.Count(), 0u);
-        if (toLength == 1) {
-            EXPECT_EQ(out.target.Wide(4, 1), std::wstring(1, L'\0'));
-        }
-        EXPECT_EQ(out.result.isNull, 1);
-        EXPECT_EQ(out.result.length, 0u);
-    }
-    for (const DataConvert_t convert : {SUDataConvert::ConvertCharNullableToVarChar,
-                                        SUDataConvert::ConvertCharNullableToVarCharNullable}) {
-        const Outcome out =
-            ConvertInto(convert, Params{}, NarrowChar("ab"), NarrowVariable(6), 6, 1);
-        EXPECT_EQ(out.target.Count(), 0u);
-        EXPECT_EQ(out.target.data()[4], 0);
-        EXPECT_EQ(out.result.isNull, 1);
-        EXPECT_EQ(out.result.length, 0u);
-    }
-    // A client's null pointer, even into the plain form.
-    GuardedBuffer target(NarrowVariable(6));
-    const ConvertResult result = Call(SUDataConvert::ConvertExternalCharToVarChar, Params{},
-                                      nullptr, 3, 0, target.data(), 6);
-    EXPECT_EQ(target.Count(), 0u);
-    EXPECT_EQ(result.isNull, 1);
-    EXPECT_EQ(result.length, 0u);
-    EXPECT_TRUE(target.GuardsIntact());
-}
-
-// The client's narrow buffer as a target: the text and a NUL, no padding.
-TEST(VariableTextTest, LongVarXTCharIntoTheClientsNarrowBuffer) {
-    const SourceBuffer source = SourceBuffer::Wide(TextShape::kVariable, L"ab  ");
-    Outcome out =
-        ConvertInto(SUDataConvert::ConvertLongVarXTCharToExternalVarChar, Params{}, source, 8, 8);
-    EXPECT_EQ(out.target.Narrow(0, 5), std::string("ab  \0", 5));
-    EXPECT_EQ(out.result.length, 4u);
-    out = ConvertInto(SUDataConvert::ConvertLongVarXTCharToExternalVarChar, Params{}, source, 3, 3);
-    EXPECT_EQ(out.target.Narrow(0, 3), std::string("ab\0", 3));
-    EXPECT_EQ(out.result.length, 2u);
-}
-
-// ---- Binary values ----
-
-TEST(BinaryTest, FixedTargetsAreZeroPaddedLongValuesRaise46034) {
-    const unsigned char bytes[] = {1, 2, 3};
-    const SourceBuffer fixed = SourceBuffer::Raw(bytes, 3, 3);
-    Outcome out = ConvertInto(SUDataConvert::ConvertBinaryToBinary, Params{}, fixed, 5, 5);
-    EXPECT_EQ(out.target.Narrow(0, 5), std::string("\1\2\3\0\0", 5));
-    EXPECT_EQ(out.result.length, 3u);
-
-    const unsigned char counted[] = {3, 0, 0, 0, 1, 2, 3};
-    const SourceBuffer variable = SourceBuffer::Raw(counted, 7, 3);
-    out = ConvertInto(SUDataConvert::ConvertVarBinaryToLongVarBinary, Params{}, variable, 4 + 3, 3);
-    EXPECT_EQ(out.target.Count(), 3u);
-    EXPECT_EQ(out.target.Narrow(4, 3), "\1\2\3");
-
-    GuardedBuffer target(6);
-    uint8 isNull = 0;
-    uint64 length = 0;
-    const auto error = ErrorOf([&] {
-        SUDataConvert::ConvertBinaryToVarBinary(Params{}, fixed.data(), 3, 0, target.data(), 2,
-                                                isNull, length);
-    });
-    ASSERT_TRUE(error.has_value());
-    EXPECT_EQ(error->GetCode(), kMsgValueTooLong);
-    EXPECT_EQ(error->GetArguments(), (std::vector<XTString>{L"3", L"2"}));
-    EXPECT_TRUE(target.Untouched());
-}
+INSTANTIATE_TEST_SUITE_P(EveryCharacterConverter, CharacterConverterWalk,
+                         testing::ValuesIn(CharacterConverterNames()),
+                         [](const testing::TestParamInfo<std::string>& info) {
+                             return info.param;
+                         });
 
 }  // namespace
