@@ -54,6 +54,17 @@ const std::map<std::string, Target>& Targets() {
     return TargetTable();
 }
 
+std::wstring ProseValue(std::size_t characters) {
+    static const std::wstring kText =
+        L"Die Stra\u00dfe f\u00fchrt durch das Dorf nach Z\u00fcrich, wo das Caf\u00e9 am "
+        L"Marktplatz jeden Morgen frische Br\u00f6tchen verkauft. Le march\u00e9 ouvre "
+        L"\u00e0 huit heures et ferme le soir. ";
+    std::wstring value;
+    while (value.size() < characters) value += kText;
+    value.resize(characters);
+    return value;
+}
+
 }  // namespace xts::bench
 
 namespace {

@@ -23,6 +23,11 @@ bool SetTarget(const std::string& familyCase, Target target);
 // Every target recorded so far, by "<Family>/<Case>".
 const std::map<std::string, Target>& Targets();
 
+// A column value of Western European prose of `characters` characters:
+// mostly ASCII with the accented letters of ordinary German and French text
+// (about 5% of the characters).
+std::wstring ProseValue(std::size_t characters);
+
 }  // namespace xts::bench
 
 #define XTS_BENCH_CONCAT_INNER(a, b) a##b

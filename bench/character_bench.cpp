@@ -138,18 +138,10 @@ void FormatFloatBaseline(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * kSetSize);
 }
 
-// A column value of Western European prose, about 5% accented letters.
+// A column value of Western European prose in UTF-8.
 std::string ProseUtf8(std::size_t characters) {
-    static const std::wstring kText =
-        L"Die Stra\u00dfe f\u00fchrt durch das Dorf nach Z\u00fcrich, wo das Caf\u00e9 am "
-        L"Marktplatz jeden Morgen frische Br\u00f6tchen verkauft. Le march\u00e9 ouvre "
-        L"\u00e0 huit heures et ferme le soir. ";
-    std::wstring value;
-    while (value.size() < characters)
-        value += kText;
-    value.resize(characters);
     std::string utf8;
-    SystemUtility::ToNarrow(value, utf8, SystemUtility::kUTF8CodePage);
+    SystemUtility::ToNarrow(xts::bench::ProseValue(characters), utf8, SystemUtility::kUTF8CodePage);
     return utf8;
 }
 

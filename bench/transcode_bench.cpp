@@ -19,21 +19,9 @@
 
 namespace {
 
-constexpr unsigned kUtf8 = SystemUtility::kUTF8CodePage;
+using xts::bench::ProseValue;
 
-// A column value of Western European prose: mostly ASCII with the accented
-// letters of ordinary German and French text (about 5% of the characters).
-std::wstring ProseValue(std::size_t characters) {
-    static const std::wstring kText =
-        L"Die Stra\u00dfe f\u00fchrt durch das Dorf nach Z\u00fcrich, wo das Caf\u00e9 am "
-        L"Marktplatz jeden Morgen frische Br\u00f6tchen verkauft. Le march\u00e9 ouvre "
-        L"\u00e0 huit heures et ferme le soir. ";
-    std::wstring value;
-    while (value.size() < characters)
-        value += kText;
-    value.resize(characters);
-    return value;
-}
+constexpr unsigned kUtf8 = SystemUtility::kUTF8CodePage;
 
 // Dense accented Latin (about 20% of the characters), a harder case shown
 // for information.
