@@ -88,6 +88,30 @@ double ReadDouble(const Char* text, uint32 length) {
     return value;
 }
 
+// The rest of the integer parser, off its fast path: a fraction (digits,
+// then white space to the end), whose value is the whole text read as a
+// double, cut toward zero with no range test; anything else raises 46044.
+template <class Char>
+XT_NOINLINE int64 ParseFraction(const Char* text, uint32 length, const Char* integerEnd,
+                                bool negative, uint64 magnitude, const char* file, int line) {
+    const Char* const end = text + length;
+    const Char* p = integerEnd;
+    if (p == end || *p != '.') ThrowBadNumber(kMsgInvalidIntegerText, text, length, file, line);
+    ++p;
+    while (p != end && IsDigit(*p)) ++p;
+    while (p != end && IsSpace(*p)) ++p;
+    if (p != end && *p != 0) ThrowBadNumber(kMsgInvalidIntegerText, text, length, file, line);
+    const double integerPart =
+        negative ? -static_cast<double>(magnitude) : static_cast<double>(magnitude);
+    const double value = ReadDouble(text, length);
+    const double below = std::floor(value);
+    const double above = std::ceil(value);
+    const double chosen =
+        std::fabs(below - integerPart) < std::fabs(above - integerPart) ? below : above;
+    // Beyond 64 bits the low bytes carry no meaning; keep the result defined.
+    return std::fabs(chosen) < 9.2e18 ? static_cast<int64>(chosen) : 0;
+}
+
 // The integer parser shared by the signed and unsigned, narrow and wide forms.
 template <class Char, bool Signed>
 int64 ParseInteger(const Char* text, uint32 length, uint64 maximum, const char* file, int line) {
@@ -117,24 +141,7 @@ int64 ParseInteger(const Char* text, uint32 length, uint64 maximum, const char* 
                                                      (!Signed || magnitude < (1ull << 31))));
         if (fits) return negative ? -static_cast<int64>(magnitude) : static_cast<int64>(magnitude);
     }
-    p = integerEnd;
-    if (p == end || *p != '.') ThrowBadNumber(kMsgInvalidIntegerText, text, length, file, line);
-
-    // A fraction: digits, then white space to the end. The value is the whole
-    // text read as a double, cut toward zero; no range test on this path.
-    ++p;
-    while (p != end && IsDigit(*p)) ++p;
-    while (p != end && IsSpace(*p)) ++p;
-    if (p != end && *p != 0) ThrowBadNumber(kMsgInvalidIntegerText, text, length, file, line);
-    const double integerPart =
-        negative ? -static_cast<double>(magnitude) : static_cast<double>(magnitude);
-    const double value = ReadDouble(text, length);
-    const double below = std::floor(value);
-    const double above = std::ceil(value);
-    const double chosen =
-        std::fabs(below - integerPart) < std::fabs(above - integerPart) ? below : above;
-    // Beyond 64 bits the low bytes carry no meaning; keep the result defined.
-    return std::fabs(chosen) < 9.2e18 ? static_cast<int64>(chosen) : 0;
+    return ParseFraction(text, length, integerEnd, negative, magnitude, file, line);
 }
 
 template <class Char>
