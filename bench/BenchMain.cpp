@@ -76,7 +76,7 @@ struct Measurement {
 
 // Keeps, for every benchmark, its fastest repetition.
 class CollectingReporter : public benchmark::BenchmarkReporter {
-  public:
+public:
     bool ReportContext(const Context&) override { return true; }
 
     void ReportRuns(const std::vector<Run>& runs) override {
@@ -94,14 +94,14 @@ class CollectingReporter : public benchmark::BenchmarkReporter {
 
     const std::map<std::string, Measurement>& Measurements() const { return m_measurements; }
 
-  private:
+private:
     std::map<std::string, Measurement> m_measurements;
 };
 
 // Hands every report to the collector, and to the console reporter only the
 // aggregates when there are repetitions.
 class TeeReporter : public benchmark::BenchmarkReporter {
-  public:
+public:
     TeeReporter(BenchmarkReporter& console, BenchmarkReporter& collector)
         : m_console(console), m_collector(collector) {}
 
@@ -123,7 +123,7 @@ class TeeReporter : public benchmark::BenchmarkReporter {
         m_collector.Finalize();
     }
 
-  private:
+private:
     BenchmarkReporter& m_console;
     BenchmarkReporter& m_collector;
 };

@@ -71,7 +71,7 @@ std::vector<Column> IntegerColumns() {
 // using the converters the demo uses (narrow UTF-8 text on both sides; wide
 // application columns where the column says so).
 class Scene {
-  public:
+public:
     explicit Scene(const std::vector<Column>& columns) {
         const auto count = static_cast<int32>(columns.size());
         transfer_.SetFieldCount(count);
@@ -90,8 +90,7 @@ class Scene {
         application_.GenerateAlignedFieldOffset(false, 0);
         transferRecord_.assign(transfer_.GetBinaryRecordSize() / 8 + 1, 0);
         applicationRecord_.assign(application_.GetBinaryRecordSize() / 8 + 1, 0);
-        for (int32 i = 0; i < count; ++i)
-            FillValue(i);
+        for (int32 i = 0; i < count; ++i) FillValue(i);
 
         binder_.SetBindRecord(&application_, ApplicationBytes(), kCharDataNarrowUTF8Code,
                               kCharDataNarrowUTF8Code, count);
@@ -139,7 +138,7 @@ class Scene {
         return calls;
     }
 
-  private:
+private:
     unsigned char* TransferBytes() {
         return reinterpret_cast<unsigned char*>(transferRecord_.data());
     }
@@ -163,55 +162,31 @@ class Scene {
         if (desc.IsNullable()) TransferBytes()[desc.GetNullOffset()] = i % 6 == 5;
         switch (desc.GetXTDataType()) {
             case XTInt4Data:
-            case XTUInt4Data:
-                put(int32{1000 + i});
-                break;
+            case XTUInt4Data: put(int32{1000 + i}); break;
             case XTInt2Data:
-            case XTUInt2Data:
-                put(int16{static_cast<int16>(7 * i)});
-                break;
+            case XTUInt2Data: put(int16{static_cast<int16>(7 * i)}); break;
             case XTInt1Data:
-            case XTUInt1Data:
-                put(static_cast<int8_t>(i));
-                break;
-            case XTDoubleData:
-                put(23.24);
-                break;
-            case XTFloatData:
-                put(0.15f);
-                break;
+            case XTUInt1Data: put(static_cast<int8_t>(i)); break;
+            case XTDoubleData: put(23.24); break;
+            case XTFloatData: put(0.15f); break;
             case XTNumericData: {
                 TarvelNumber total;
                 TarvelNumber::TryParse("1251.5678", total);
                 total.ToBuffer(value);
                 break;
             }
-            case XTBoolean:
-                put(uint8{1});
-                break;
-            case XTCharData:
-                putText("EU  ");
-                break;
+            case XTBoolean: put(uint8{1}); break;
+            case XTCharData: putText("EU  "); break;
             case XTVarCharData:
                 putText(
                     "Jos\xC3\xA9 N\xC3\xBA\xC3\xB1"
                     "ez");
                 break;
-            case XTLongVarCharData:
-                putText("leave at the door");
-                break;
-            case XTVarBinaryData:
-                putText("\xC0\x01\xFF\x1F");
-                break;
-            case XTDateData:
-                put(XTDate{2024, 1, 2});
-                break;
-            case XTTimeData:
-                put(XTTime{9, 7, 13, 0, 0});
-                break;
-            default:
-                put(XTDateTime{2024, 6, 2, 12, 1, 0, 1000000});
-                break;
+            case XTLongVarCharData: putText("leave at the door"); break;
+            case XTVarBinaryData: putText("\xC0\x01\xFF\x1F"); break;
+            case XTDateData: put(XTDate{2024, 1, 2}); break;
+            case XTTimeData: put(XTTime{9, 7, 13, 0, 0}); break;
+            default: put(XTDateTime{2024, 6, 2, 12, 1, 0, 1000000}); break;
         }
     }
 

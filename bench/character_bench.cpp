@@ -47,8 +47,7 @@ std::vector<int32> IntegerValues() {
 
 std::vector<std::string> IntegerTexts() {
     std::vector<std::string> texts;
-    for (const int32 value : IntegerValues())
-        texts.push_back(std::to_string(value));
+    for (const int32 value : IntegerValues()) texts.push_back(std::to_string(value));
     return texts;
 }
 

@@ -63,8 +63,7 @@ void Append(Input& input, T value) {
 Input Int16Values() {
     std::mt19937 random(kSeed);
     Input input{{}, 2, 2, 4};
-    for (int i = 0; i < kValueCount; ++i)
-        Append(input, static_cast<int16>(random()));
+    for (int i = 0; i < kValueCount; ++i) Append(input, static_cast<int16>(random()));
     return input;
 }
 
@@ -84,8 +83,7 @@ Input Float64Values() {
     std::mt19937 random(kSeed + 2);
     std::uniform_real_distribution<double> values(-2.0e9, 2.0e9);
     Input input{{}, 8, 8, 4};
-    for (int i = 0; i < kValueCount; ++i)
-        Append(input, values(random));
+    for (int i = 0; i < kValueCount; ++i) Append(input, values(random));
     return input;
 }
 

@@ -101,8 +101,7 @@ Case MakeMixed10() {
 Case MakeInt100() {
     Case c{Describe(std::vector<Column>(100, Column{XTInt4Data, 0, false})), {}, {}, {}, {}};
     c.record.resize(c.description.GetBinaryRecordSize());
-    for (std::size_t i = 0; i < c.record.size(); ++i)
-        c.record[i] = static_cast<unsigned char>(i);
+    for (std::size_t i = 0; i < c.record.size(); ++i) c.record[i] = static_cast<unsigned char>(i);
     c.packed1 = PackWith(c.description, c.record, 1);
     c.packed2 = PackWith(c.description, c.record, 2);
     c.out.assign(c.description.GetBinaryRecordSize(), 0);

@@ -30,8 +30,7 @@ std::wstring DenseLatinValue(std::size_t characters) {
         L"Gr\u00fc\u00dfe aus Z\u00fcrich: Soci\u00e9t\u00e9 G\u00e9n\u00e9rale, "
         L"\u00c6r\u00f8sk\u00f8bing, \u0141\u00f3d\u017a und M\u00e1laga. ";
     std::wstring value;
-    while (value.size() < characters)
-        value += kText;
+    while (value.size() < characters) value += kText;
     value.resize(characters);
     return value;
 }
@@ -87,23 +86,18 @@ enum class Input { kValue10, kValue100, kDenseLatin100, kMixed1MB, kAscii1MB };
 
 std::wstring MakeInput(Input input) {
     switch (input) {
-        case Input::kValue10:
-            return ProseValue(10);
-        case Input::kValue100:
-            return ProseValue(100);
-        case Input::kDenseLatin100:
-            return DenseLatinValue(100);
-        case Input::kMixed1MB:
-            return MixedText(1 << 20);
-        case Input::kAscii1MB:
-            return AsciiText(1 << 20);
+        case Input::kValue10: return ProseValue(10);
+        case Input::kValue100: return ProseValue(100);
+        case Input::kDenseLatin100: return DenseLatinValue(100);
+        case Input::kMixed1MB: return MixedText(1 << 20);
+        case Input::kAscii1MB: return AsciiText(1 << 20);
     }
     return {};
 }
 
 // One iconv descriptor for the life of a benchmark.
 class IconvDescriptor {
-  public:
+public:
     IconvDescriptor(const char* to, const char* from) : m_descriptor(iconv_open(to, from)) {
         if (m_descriptor == reinterpret_cast<iconv_t>(-1)) {
             std::fprintf(stderr, "iconv_open(%s, %s) failed\n", to, from);
@@ -126,7 +120,7 @@ class IconvDescriptor {
         return static_cast<long>(destinationBytes - outLeft);
     }
 
-  private:
+private:
     iconv_t m_descriptor;
 };
 

@@ -478,8 +478,7 @@ TEST(CharacterConverterTest, WorkedExamples) {
         const std::string counted = VarN(mixed.substr(0, count)) + Unwritten(room - count);
         rows.push_back({"VarXTCharToLongVarChar", {}, VarXT(mixedWide), toLength, counted, count});
     }
-    for (const Example& row : rows)
-        Check(row);
+    for (const Example& row : rows) Check(row);
 }
 
 // With an ISO-8859-1 default code page, codes 0 and 2 are different code pages.
@@ -500,8 +499,7 @@ TEST(CharacterConverterTest, Latin1AsTheDefaultCodePage) {
     // clang-format on
     if (latin1) {
         EXPECT_EQ(SystemUtility::GetMultiByteCodePage(), SystemUtility::kLatin1CodePage);
-        for (const Example& row : rows)
-            Check(row);
+        for (const Example& row : rows) Check(row);
         uselocale(previous);
         freelocale(latin1);
     }

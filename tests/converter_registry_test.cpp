@@ -194,8 +194,7 @@ TEST(ConverterRegistry, EveryDescriptionFindsTheModelsConverter) {
                  {INT_MIN, 255, 256 + XTInt2Data, 512 + XTInt4Data, -256 + XTInt2Data});
     std::vector<Description> all;
     for (const int32 type : types)
-        for (unsigned flags = 0; flags < 8; ++flags)
-            all.push_back({type, flags});
+        for (unsigned flags = 0; flags < 8; ++flags) all.push_back({type, flags});
     int failures = 0;
     for (const Description& s : all) {
         for (const Description& t : all) {

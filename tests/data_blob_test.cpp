@@ -126,8 +126,7 @@ TEST(DataBlobSequenceTest, RoundTripAndEveryTruncatedPrefix) {
             items.push_back(item);
             expected.insert(expected.end(), itemBytes.begin(), itemBytes.end());
         }
-        for (std::size_t n = 1 + random() % 6; n > 0; --n)
-            items.push_back(RandomItem(random));
+        for (std::size_t n = 1 + random() % 6; n > 0; --n) items.push_back(RandomItem(random));
         std::vector<std::size_t> offsets = {0};
         for (const Item& item : items) {
             std::visit([&](const auto& value) { DataBlobUtil::ToByteVector(bytes, value); }, item);

@@ -96,8 +96,7 @@ TEST(CatalogueTest, EveryValueInAndOutOfTheEnumeration) {
 TEST(CatalogueTest, LookUpsByWordIgnoreLetterCase) {
     for (int32 value = XTBitData; value <= XTBoolean; ++value) {
         std::wstring lower = kCatalogue[value].word;
-        for (wchar_t& c : lower)
-            c = std::towlower(c);
+        for (wchar_t& c : lower) c = std::towlower(c);
         for (const std::wstring& word : {std::wstring(kCatalogue[value].word), lower})
             EXPECT_TRUE(FromWord(word) == value && FromDatabaseWord(word) == value) << value;
     }

@@ -572,7 +572,7 @@ TEST(DateTimeConverters, TextIntoRecordsParsesCompletesOrRaises) {
 
 // Every conversion reads the default formats, which InitializeMetaData replaces.
 class DateTimeDefaultFormats : public ::testing::Test {
-  protected:
+protected:
     void TearDown() override {
         XTString date = kFormats[0], time = kFormats[1], dateTime = kFormats[2];
         S::InitializeMetaData(date, time, dateTime);
@@ -622,7 +622,7 @@ TEST(RegionalSetting, StartsOffAndIsOnExactlyForYes) {
 // The suite generates de_DE.UTF-8 and ja_JP.UTF-8 with localedef into a
 // temporary folder and points LOCPATH at it (needs the Debian package 'locales').
 class Regional : public ::testing::Test {
-  protected:
+protected:
     static void SetUpTestSuite() {
         char folder[] = "/tmp/xts-locales-XXXXXX";
         ASSERT_NE(mkdtemp(folder), nullptr);

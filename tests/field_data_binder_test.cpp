@@ -94,8 +94,7 @@ TEST(BinderEndToEnd, GeneratedResultSetsTransferAsTheirConvertersDirectlyCalled)
         for (int row = 0; row < 4; ++row) {
             // Random bytes, with text of the pool, valid dates and times, numbers and prefixes
             // in their columns; null variable-length values have the prefix 0.
-            for (unsigned char& byte : serverRecord)
-                byte = static_cast<unsigned char>(random());
+            for (unsigned char& byte : serverRecord) byte = static_cast<unsigned char>(random());
             for (int32 i = 0; i < count; ++i) {
                 const D& column = *server.GetFieldDescriptor(i);
                 const XTDataType type = column.GetXTDataType();
@@ -346,8 +345,7 @@ TEST(Binder, ColumnSubsetsStopAtTheFailingColumn) {
     bound.binder->TransferField(3, 1);
     EXPECT_EQ(bound.Get(3), 44);
     ExpectError([&] { bound.binder->TransferField(3, 2); }, 46030, {L"5", L"4"});
-    ExpectError([&] { bound.binder->MoveDataToIntoField(4, nullptr, 0, 0); }, 46030,
-                {L"4", L"4"});
+    ExpectError([&] { bound.binder->MoveDataToIntoField(4, nullptr, 0, 0); }, 46030, {L"4", L"4"});
     // Unbind clears the source slots: nothing transfers until a slot is made again.
     bound.Put(0, int32{-5});
     bound.Put(3, int32{-6});
@@ -362,8 +360,7 @@ TEST(Binder, MakeFieldDataBinderBindsTheSmallerCount) {
     for (const auto& [fromCount, toCount] : {std::pair{3, 5}, std::pair{5, 3}}) {
         Bound bound(std::vector<Column>(fromCount, {XTInt2Data}),
                     std::vector<Column>(toCount, {XTInt4Data}));
-        for (int32 i = 0; i < fromCount; ++i)
-            bound.Put(i, static_cast<int16>(i + 1));
+        for (int32 i = 0; i < fromCount; ++i) bound.Put(i, static_cast<int16>(i + 1));
         bound.binder->TransferRecord();
         EXPECT_EQ(bound.binder->GetBindFieldCount(), toCount);
         for (int32 i = 0; i < toCount; ++i)

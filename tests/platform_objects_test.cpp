@@ -40,8 +40,7 @@ void OnThreads(int count, Body body) {
             start.arrive_and_wait();
             body(t);
         });
-    for (std::thread& thread : threads)
-        thread.join();
+    for (std::thread& thread : threads) thread.join();
 }
 
 // RefCnt counts its holders and deletes at zero; Heap has one owner; empty
@@ -104,8 +103,7 @@ TEST(AutoBufferTest, InlineStorageAndResize) {
         ASSERT_TRUE(buffer.size() == size && buffer.IsOnHeap() == (size > 16)) << size;
         ASSERT_TRUE(std::equal(model.begin(), model.begin() + kept, buffer.Get())) << size;
         model.resize(size);
-        for (std::size_t j = 0; j < size; ++j)
-            buffer[j] = model[j] = random();
+        for (std::size_t j = 0; j < size; ++j) buffer[j] = model[j] = random();
     }
     AutoBuffer<char, 4> inlineBuffer(3), heapBuffer(10);
     EXPECT_DEATH((void)inlineBuffer[3], "Assertion failed: index < m_size");

@@ -19,8 +19,7 @@ XTString Tokens(const wchar_t* text, const wchar_t* delimiters = nullptr, bool s
     if (delimiters) BSU::Tokenize(text, delimiters, tokens, skip);
     if (!delimiters) BSU::TokenizeWithEscape(text, L',', L'\\', tokens);
     XTString joined;
-    for (const XTString& token : tokens)
-        joined += L"[" + token + L"]";
+    for (const XTString& token : tokens) joined += L"[" + token + L"]";
     return joined;
 }
 
@@ -34,8 +33,7 @@ TEST(TokenizeAndWidenTest, TokensAndLatin1Bytes) {
     EXPECT_EQ(Tokens(L",a\\,b,\\c"), L"[old][][a,b][c]");
     EXPECT_EQ(Tokens(L"a\\\\,\\\\\\,,\\"), L"[old][a\\][\\,][\\]");  // a trailing escape stays
     std::string bytes;
-    for (int byte = 0; byte < 256; ++byte)
-        bytes.push_back(static_cast<char>(byte));
+    for (int byte = 0; byte < 256; ++byte) bytes.push_back(static_cast<char>(byte));
     const XTString wide = BSU::StringFrom(bytes);  // bytes as Latin-1, without sign extension
     EXPECT_TRUE(wide.size() == 256u && wide[0x80] == 0x80 && wide[0xFF] == 0xFF);
     EXPECT_EQ(BSU::NStringFrom(wide), bytes);

@@ -50,8 +50,7 @@ TEST(RecordLayout, PropertiesOfGeneratedRecordsFollowTheTypeRules) {
         uint32 align[2], boundary;
         std::string bytes;
     } rule[25];
-    for (Rule& r : rule)
-        rules >> r.align[0] >> r.align[1] >> r.boundary >> r.bytes;
+    for (Rule& r : rule) rules >> r.align[0] >> r.align[1] >> r.boundary >> r.bytes;
     std::mt19937 random(20240917);
     for (int round = 0; round < 600; ++round) {
         const auto count =
@@ -229,8 +228,7 @@ TEST(RecordLayout, AssignmentAndSorting) {
     record.GenerateAlignedFieldOffset(false, 0);
     M::SortRecordMetaDataOnFieldId(record);
     XTString order;
-    for (const auto& column : record.GetFieldDescriptorArray())
-        order += column->GetFieldName();
+    for (const auto& column : record.GetFieldDescriptorArray()) order += column->GetFieldName();
     EXPECT_EQ(order, L"1320");
     EXPECT_EQ(Layout(record), (Offsets{4, 12, 8, 0, 16, 16}));
 }
@@ -268,7 +266,7 @@ TEST(RecordLayout, ClonesRenamesAndAppends) {
     EXPECT_EQ(output.GetFieldDescriptor(2)->GetFieldId(), 2);
     EXPECT_TRUE(output.IsUnicodeRecord() && output.IsAligned());
     EXPECT_EQ(Layout(output), (Offsets{0, 4, 32, 40, 48}));  // a wide Char(5) takes 24 bytes
-    M::AppendRecordMetaData(output, output);  // doubles it
+    M::AppendRecordMetaData(output, output);                 // doubles it
     EXPECT_EQ(output.GetFieldDescriptor(5)->GetFieldName() +
                   std::to_wstring(output.GetFieldDescriptor(5)->GetFieldId()),
               L"amount5");

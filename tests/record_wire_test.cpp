@@ -339,8 +339,7 @@ M RandomDescription(std::mt19937& random, bool numeric) {
 // Null values are zeros (their prefix, or all their bytes); null bytes are 0 or 1.
 Bytes RandomRecord(std::mt19937& random, const M& description) {
     Bytes record(description.GetBinaryRecordSize());
-    for (unsigned char& byte : record)
-        byte = static_cast<unsigned char>(random());
+    for (unsigned char& byte : record) byte = static_cast<unsigned char>(random());
     for (int32 i = 0; i < description.GetFieldCount(); ++i) {
         const D& column = *description.GetFieldDescriptor(i);
         const XTDataType type = column.GetXTDataType();

@@ -165,7 +165,7 @@ TEST(VersionPolicy, AnUnknownTypeGetsAPermanentZeroRow) {
 
 // An option whose own assignment records that it ran.
 class RecordingOption : public AppVersionOption {
-  public:
+public:
     using AppVersionOption::operator=;
     RecordingOption& operator=(const AppVersionOption& other) noexcept override {
         ++m_assignments;
@@ -244,8 +244,7 @@ TEST(SessionValueMap, AgreesWithAModelAndReadsBackOverGeneratedValues) {
         L'\0';
     auto next = [&] {
         String text(random() % 7, L' ');
-        for (wchar_t& unit : text)
-            unit = pool[random() % pool.size()];
+        for (wchar_t& unit : text) unit = pool[random() % pool.size()];
         return text;
     };
     auto word = [&] { return static_cast<unsigned>(random()); };

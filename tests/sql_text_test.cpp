@@ -66,8 +66,7 @@ XSA_ROLE YEAR FULL INNER JOIN LEFT OUTER RIGHT
 std::vector<std::wstring> KeywordRows() {
     std::vector<std::wstring> rows;
     std::istringstream words(kKeywordRows);
-    for (std::string word; words >> word;)
-        rows.emplace_back(word.begin(), word.end());
+    for (std::string word; words >> word;) rows.emplace_back(word.begin(), word.end());
     return rows;
 }
 
@@ -90,8 +89,7 @@ TEST(SQLKeyWordsTest, TableSetAndLookUp) {
         // The keyword, and with a letter added or dropped, each with random letters lowered.
         for (std::wstring word : {row, row + L"S", row.substr(1)}) {
             const bool expected = distinct.count(word) == 1;
-            for (wchar_t& c : word)
-                c = random() % 2 ? std::towlower(c) : c;
+            for (wchar_t& c : word) c = random() % 2 ? std::towlower(c) : c;
             EXPECT_EQ(SQLKeyWords::IsKeyword(word), expected)
                 << std::string(word.begin(), word.end());
         }

@@ -16,7 +16,9 @@ TEST(SystemServices, EnvironmentRoundTripsWideValues) {
     EXPECT_EQ(value, L"Grüße ✓");
     XTNString narrow;
     ASSERT_TRUE(SystemUtility::Getenv("XTS_SYSTEM_SERVICES_TEST", narrow));
-    EXPECT_EQ(narrow, "Gr\xC3\xBC\xC3\x9F" "e \xE2\x9C\x93");
+    EXPECT_EQ(narrow,
+              "Gr\xC3\xBC\xC3\x9F"
+              "e \xE2\x9C\x93");
     ASSERT_TRUE(SystemUtility::Unsetenv(name));
     value = L"unchanged";
     EXPECT_FALSE(SystemUtility::Getenv(name, value));

@@ -33,8 +33,7 @@ std::vector<std::string> Split(std::string text, char separator = ';') {
     }
     std::vector<std::string> items;
     std::istringstream in(text);
-    for (std::string item; std::getline(in, item, separator);)
-        items.push_back(item);
+    for (std::string item; std::getline(in, item, separator);) items.push_back(item);
     return items;
 }
 
@@ -162,8 +161,7 @@ TEST(TarvelNumber, IntegerAccessorsTruncateThenCheckTheRange) {
             EXPECT_EQ(get[t](Parse(text)), f[2]) << text;
         for (const std::string& text : {f[1], nearMin})
             EXPECT_EQ(get[t](Parse(text)), f[1]) << text;
-        for (const char* text : {"-0.999", "1e-128"})
-            EXPECT_EQ(get[t](Parse(text)), "0") << text;
+        for (const char* text : {"-0.999", "1e-128"}) EXPECT_EQ(get[t](Parse(text)), "0") << text;
         EXPECT_EQ(get[t](Parse("99.99")), "99");
         fails(f[4], kMsgValueOverflow);
         fails(f[3], kMsgValueUnderflow);

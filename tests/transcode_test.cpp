@@ -80,8 +80,7 @@ TEST(FastPaths, GeneratedTextAgreesWithIconvAndRoundTrips) {
         }
     }
     std::string bytes;  // ISO-8859-1: every byte, both ways
-    for (int byte = 0; byte < 256; ++byte)
-        bytes.push_back(static_cast<char>(byte));
+    for (int byte = 0; byte < 256; ++byte) bytes.push_back(static_cast<char>(byte));
     const std::wstring wide = *Iconv<std::wstring>("UTF-32LE", "ISO-8859-1", bytes);
     EXPECT_EQ(Wide(bytes, kLatin1).second, wide);
     EXPECT_EQ(Units(bytes, kLatin1).second, Utf16Of(wide));
@@ -121,8 +120,7 @@ TEST(InvalidInputTest, BytesAreRejectedToWideAndUtf16) {
         "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF",         "\xC3",
         "\xE2\x82",         "\xF0\x9F\x98",     "\x80",         "\xC3\xA9\xBF",
         "\xC3\x41",         "\xE2\x28\xA1",     "\xE2\x82\x28", "\xF0\x9F\x98\x41"};
-    for (const char* fault : kUtf8Faults)
-        faults.emplace_back(kUtf8, fault);
+    for (const char* fault : kUtf8Faults) faults.emplace_back(kUtf8, fault);
     faults.emplace_back(kUtf8, "\xED\xA0\xBD\xED\xB8\x80");  // an encoded surrogate pair
     for (const auto& [codePage, view] : faults) {
         const std::string fault(view), inside = codePage == kUtf8 ? "ascii text" : "";
@@ -304,11 +302,9 @@ TEST(TranscodeThreads, ConcurrentConversionsMatchTheKnownBytes) {
     std::vector<std::thread> threads;
     for (std::size_t t = 0; t < 4; ++t)
         threads.emplace_back([&, t] {
-            for (std::size_t round = 0; round < 200; ++round)
-                failures += !converts(t * 5 + round);
+            for (std::size_t round = 0; round < 200; ++round) failures += !converts(t * 5 + round);
         });
-    for (std::thread& thread : threads)
-        thread.join();
+    for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(failures, 0);
 }
 

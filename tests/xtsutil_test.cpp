@@ -30,8 +30,7 @@ void ExpectRun(const std::string& arguments, int status, const std::vector<std::
     std::remove((path + ".out").c_str());
     std::remove((path + ".err").c_str());
     EXPECT_EQ(WIFEXITED(exit) ? WEXITSTATUS(exit) : -1, status);
-    for (const std::string& part : out)
-        EXPECT_NE(output.find(part), std::string::npos) << output;
+    for (const std::string& part : out) EXPECT_NE(output.find(part), std::string::npos) << output;
     EXPECT_TRUE(status != 2 || output.empty()) << output;
     EXPECT_TRUE(err.empty() ? error.empty() : error.find(err) != std::string::npos) << error;
 }

@@ -55,7 +55,8 @@ bool ParseOptions(CommandArguments arguments, ConvertOptions& options) {
             return false;
         }
     }
-    if (!options.haveFrom || !options.haveTo || (options.value == nullptr && !options.sourceIsNull)) {
+    if (!options.haveFrom || !options.haveTo ||
+        (options.value == nullptr && !options.sourceIsNull)) {
         std::fputs("xtsutil convert: --from, --to and a VALUE (or --null) are needed\n", stderr);
         return false;
     }
@@ -81,7 +82,8 @@ int RunConvertCommand(CommandArguments arguments) {
     const DataConvert_t convert = FindConverter(options.from, options.to);
     if (convert == nullptr) {
         std::fprintf(stderr, "xtsutil convert: no converter from %s to %s\n",
-                     DescribeValueSide(options.from).c_str(), DescribeValueSide(options.to).c_str());
+                     DescribeValueSide(options.from).c_str(),
+                     DescribeValueSide(options.to).c_str());
         return kExitFailure;
     }
     SourceValue source;
@@ -95,14 +97,15 @@ int RunConvertCommand(CommandArguments arguments) {
     DataConvertParams params;
     params.charDataFromDataCode = options.from.wide ? kCharDataUniCode : kCharDataNarrowUTF8Code;
     params.charDataToDataCode = options.to.wide ? kCharDataUniCode : kCharDataNarrowUTF8Code;
-    const unsigned int toLength = options.haveLength ? options.length : DefaultTargetLength(options.to);
+    const unsigned int toLength =
+        options.haveLength ? options.length : DefaultTargetLength(options.to);
     // Room for the largest extent any converter writes for this capacity.
     std::vector<unsigned int> target((toLength + 2) * 3 + 16, 0);
     auto* to = reinterpret_cast<unsigned char*>(target.data());
     uint8 toIsNull = 0;
     uint64 returnLength = 0;
-    convert(params, source.Data(), source.length, options.sourceIsNull ? 1 : 0, to, toLength, toIsNull,
-            returnLength);
+    convert(params, source.Data(), source.length, options.sourceIsNull ? 1 : 0, to, toLength,
+            toIsNull, returnLength);
 
     std::printf("converter: %s\n", FunctionName(convert).c_str());
     std::printf("result:    %s\n",
@@ -124,10 +127,10 @@ int RunConvertersCommand(CommandArguments arguments) {
         const ValueSide to{row.outputDataType_, row.isOutputNull_, row.isOutputUnicode_,
                            row.isOutputExteranlVarChar_};
         char key[16];
-        std::snprintf(key, sizeof key, "0x%08X",
-                      SUDataConvert::GetConverterKey(from.type, from.nullable, from.wide,
-                                                     from.external, to.type, to.nullable, to.wide,
-                                                     to.external));
+        std::snprintf(
+            key, sizeof key, "0x%08X",
+            SUDataConvert::GetConverterKey(from.type, from.nullable, from.wide, from.external,
+                                           to.type, to.nullable, to.wide, to.external));
         rows.push_back({key, DescribeValueSide(from), DescribeValueSide(to), row.functionName_});
     }
     PrintTable(rows);

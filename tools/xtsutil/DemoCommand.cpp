@@ -60,16 +60,22 @@ constexpr int32 kColumnCount = static_cast<int32>(std::size(kColumns));
 
 const char* const kRegions[] = {"EU", "NA", "APAC", "LATM"};
 const char* const kCustomers[] = {"Zoë Müller", "李雷", "José Núñez", "Åsa Öberg", "Ngozi Okafor"};
-const char* const kNotes[] = {"leave at the door", "fragile", "gift wrap, no invoice", "call first"};
+const char* const kNotes[] = {"leave at the door", "fragile", "gift wrap, no invoice",
+                              "call first"};
 
-std::string Narrow(const XTString& text) { return SystemUtility::ToUtf8Lenient(text); }
+std::string Narrow(const XTString& text) {
+    return SystemUtility::ToUtf8Lenient(text);
+}
 
 // Writes value `row` of column `column` into the server's record (narrow
 // UTF-8 text, machine order); some rows of nullable columns are null.
-void FillServerValue(const XTRecordMetaData& metaData, unsigned char* record, int32 column, int32 row) {
+void FillServerValue(const XTRecordMetaData& metaData, unsigned char* record, int32 column,
+                     int32 row) {
     const XTFieldDescriptor& desc = *metaData.GetFieldDescriptor(column);
     unsigned char* value = record + desc.GetByteOffset();
-    const auto put = [value](const void* data, std::size_t size) { std::memcpy(value, data, size); };
+    const auto put = [value](const void* data, std::size_t size) {
+        std::memcpy(value, data, size);
+    };
     const auto putText = [&](const std::string& text, bool variable) {
         const std::string cut = text.substr(0, desc.GetObjectLength());
         if (variable) {
@@ -143,8 +149,12 @@ void FillServerValue(const XTRecordMetaData& metaData, unsigned char* record, in
             break;
         }
         default: {
-            const XTDateTime updated{2024, 6, static_cast<uint16>(1 + row % 30), 12,
-                                     static_cast<uint16>(row % 60), 0,
+            const XTDateTime updated{2024,
+                                     6,
+                                     static_cast<uint16>(1 + row % 30),
+                                     12,
+                                     static_cast<uint16>(row % 60),
+                                     0,
                                      static_cast<uint32>(row) * 1000000u};
             put(&updated, sizeof updated);
             break;
@@ -195,8 +205,8 @@ int RunDemoCommand(CommandArguments arguments) {
     server.SetFieldCount(kColumnCount);
     for (int32 i = 0; i < kColumnCount; ++i) {
         const SampleColumn& column = kColumns[i];
-        server.DescribleField(i, column.serverType, column.length, column.nullable, column.precision,
-                              0, column.name, column.name,
+        server.DescribleField(i, column.serverType, column.length, column.nullable,
+                              column.precision, 0, column.name, column.name,
                               SUXTDataTypeUtility::kOverrideAsNarrowUTF8Code);
     }
     server.GenerateAlignedFieldOffset(false, 0);
@@ -220,11 +230,12 @@ int RunDemoCommand(CommandArguments arguments) {
     if (format == 1) {
         for (int32 i = 0; i < kColumnCount; ++i)
             if (kColumns[i].serverType == XTNumericData)
-                wire.DescribleField(i, XTBinaryData, TarvelNumber::kFieldLength, kColumns[i].nullable,
-                                    0, 0, kColumns[i].name, kColumns[i].name);
+                wire.DescribleField(i, XTBinaryData, TarvelNumber::kFieldLength,
+                                    kColumns[i].nullable, 0, 0, kColumns[i].name, kColumns[i].name);
         wire.GenerateAlignedFieldOffset(false, 0);
         for (int32 i = 0; i < kColumnCount; ++i)
-            if (wire.GetFieldDescriptor(i)->GetByteOffset() != server.GetFieldDescriptor(i)->GetByteOffset()) {
+            if (wire.GetFieldDescriptor(i)->GetByteOffset() !=
+                server.GetFieldDescriptor(i)->GetByteOffset()) {
                 std::fputs("xtsutil demo: the sample's layout does not allow format 1\n", stderr);
                 return kExitFailure;
             }
@@ -236,10 +247,10 @@ int RunDemoCommand(CommandArguments arguments) {
     application.SetFieldCount(kColumnCount);
     for (int32 i = 0; i < kColumnCount; ++i) {
         const ValueSide& side = kColumns[i].application;
-        application.DescribleField(
-            i, side.type, kColumns[i].applicationLength, side.nullable, 15, 0, kColumns[i].name,
-            kColumns[i].name,
-            side.wide ? SUXTDataTypeUtility::kOverrideAsUnicode : SUXTDataTypeUtility::kAcceptRecordDefault);
+        application.DescribleField(i, side.type, kColumns[i].applicationLength, side.nullable, 15,
+                                   0, kColumns[i].name, kColumns[i].name,
+                                   side.wide ? SUXTDataTypeUtility::kOverrideAsUnicode
+                                             : SUXTDataTypeUtility::kAcceptRecordDefault);
     }
     application.GenerateAlignedFieldOffset(false, 0);
 
@@ -259,9 +270,9 @@ int RunDemoCommand(CommandArguments arguments) {
     for (int32 i = 0; i < kColumnCount; ++i) {
         const RefCnt<XTFieldDescriptor> from = transfer.GetFieldDescriptor(i);
         const ValueSide& to = kColumns[i].application;
-        const DataConvert_t convert = SUDataConvert::GetConverterFunction(
-            from->GetXTDataType(), from->IsNullable(), false, false, to.type, to.nullable, to.wide,
-            false);
+        const DataConvert_t convert =
+            SUDataConvert::GetConverterFunction(from->GetXTDataType(), from->IsNullable(), false,
+                                                false, to.type, to.nullable, to.wide, false);
         binder.SetFromFieldDescriptor(i, from, transferBytes, nullptr, convert, false, false, false,
                                       false);
         char name[SUDataConvert::kMaxConverterNameLength + 1];
@@ -294,10 +305,11 @@ int RunDemoCommand(CommandArguments arguments) {
         view.push_back(std::move(line));
     }
 
-    std::printf("Result set: %d columns, %d rows; record format %d (client version %u, server "
-                "version %u)\n",
-                kColumnCount, rowCount, version.m_serverVersion < 13 ? 1 : 2, version.m_clientVersion,
-                version.m_serverVersion);
+    std::printf(
+        "Result set: %d columns, %d rows; record format %d (client version %u, server "
+        "version %u)\n",
+        kColumnCount, rowCount, version.m_serverVersion < 13 ? 1 : 2, version.m_clientVersion,
+        version.m_serverVersion);
     std::printf("Metadata stream %zu bytes; transfer record %u bytes; %llu bytes on the wire\n\n",
                 stream.size(), transfer.GetBinaryRecordSize(),
                 static_cast<unsigned long long>(wireBytesTotal));

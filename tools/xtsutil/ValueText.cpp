@@ -4,19 +4,23 @@
 #include <cstring>
 #include <cwchar>
 
+#include "Utility/Client/SUCDataConvert.h"
 #include "Utility/Generic/SUGBaseStringUtil.h"
 #include "Utility/Generic/SUGDateTimeMetaData.h"
 #include "Utility/Generic/SUGErrorMessage.h"
 #include "Utility/Generic/SUGSystemUtility.h"
 #include "Utility/Generic/SUGTarvelNumber.h"
 #include "Utility/Generic/SUGXTDateTime.h"
-#include "Utility/Client/SUCDataConvert.h"
 
 namespace xtsutil {
 namespace {
 
-XTString Widen(const std::string& text) { return SystemUtility::FromUtf8Lenient(text); }
-std::string Narrow(const XTString& text) { return SystemUtility::ToUtf8Lenient(text); }
+XTString Widen(const std::string& text) {
+    return SystemUtility::FromUtf8Lenient(text);
+}
+std::string Narrow(const XTString& text) {
+    return SystemUtility::ToUtf8Lenient(text);
+}
 
 template <class T>
 bool ParseNumber(const std::string& text, T& value) {
@@ -60,8 +64,9 @@ bool StoreText(const ValueSide& side, const std::string& text, SourceValue& valu
     }
     const std::size_t unit = side.wide ? sizeof(wchar_t) : 1;
     bytes.resize(bytes.size() + unit, 0);  // terminator
-    if (variable) bytes.insert(bytes.begin(), reinterpret_cast<unsigned char*>(&count),
-                               reinterpret_cast<unsigned char*>(&count) + sizeof count);
+    if (variable)
+        bytes.insert(bytes.begin(), reinterpret_cast<unsigned char*>(&count),
+                     reinterpret_cast<unsigned char*>(&count) + sizeof count);
     Store(value, bytes.data(), bytes.size());
     value.length = count;
     return true;
@@ -107,7 +112,9 @@ bool StoreRecord(const DateTimeMetaData& format, const std::string& text, Source
     return true;
 }
 
-std::string Quote(const std::string& text) { return "\"" + text + "\""; }
+std::string Quote(const std::string& text) {
+    return "\"" + text + "\"";
+}
 
 std::string Hex(const unsigned char* data, std::size_t size) {
     static const char kDigits[] = "0123456789ABCDEF";
@@ -177,8 +184,9 @@ std::string DescribeValueSide(const ValueSide& side) {
     XTString name;
     SUXTDataTypeUtility::GetSingleWordXTDataTypeName(side.type, name);
     std::string forms;
-    for (const auto& [set, word] : {std::pair{side.nullable, "nullable"}, std::pair{side.wide, "wide"},
-                                    std::pair{side.external, "external"}})
+    for (const auto& [set, word] :
+         {std::pair{side.nullable, "nullable"}, std::pair{side.wide, "wide"},
+          std::pair{side.external, "external"}})
         if (set) forms += (forms.empty() ? "" : ", ") + std::string(word);
     return Narrow(name) + (forms.empty() ? "" : " (" + forms + ")");
 }
@@ -189,7 +197,8 @@ bool BuildSourceValue(const ValueSide& side, const std::string& text, SourceValu
         case XTBitData:
         case XTBoolean: {
             const XTString word = Widen(text);
-            const bool set = BaseStringUtil::StringToBool(word) || BaseStringUtil::EqualsNoCase(word, L"T");
+            const bool set =
+                BaseStringUtil::StringToBool(word) || BaseStringUtil::EqualsNoCase(word, L"T");
             const unsigned char byte = set ? 1 : 0;
             Store(value, &byte, 1);
             value.length = 1;
@@ -221,8 +230,10 @@ bool BuildSourceValue(const ValueSide& side, const std::string& text, SourceValu
         case XTBinaryData:
         case XTVarBinaryData:
         case XTLongVarBinaryData: return StoreBinary(side, text, value, error);
-        case XTDateData: return StoreRecord<XTDate>(SUDataConvert::GetDefaultDateMetaData(), text, value, error);
-        case XTTimeData: return StoreRecord<XTTime>(SUDataConvert::GetDefaultTimeMetaData(), text, value, error);
+        case XTDateData:
+            return StoreRecord<XTDate>(SUDataConvert::GetDefaultDateMetaData(), text, value, error);
+        case XTTimeData:
+            return StoreRecord<XTTime>(SUDataConvert::GetDefaultTimeMetaData(), text, value, error);
         case XTDateTimeData:
         case XTTimeStampData:
             return StoreRecord<XTDateTime>(SUDataConvert::GetDefaultDateTimeMetaData(), text, value,

@@ -19,8 +19,7 @@ int RunHelpCommand(CommandArguments arguments);
 
 constexpr Command kCommands[] = {
     {"demo", "[--format 1|2] [--rows N]",
-     "Run a sample result set end to end: stream, pack, unpack, bind and show it.",
-     RunDemoCommand},
+     "Run a sample result set end to end: stream, pack, unpack, bind and show it.", RunDemoCommand},
     {"types", "", "Print the column data type catalogue as a table.", RunTypesCommand},
     {"keyword", "WORD...",
      "Tell for each WORD whether it is a reserved SQL keyword (exit 1 if any is not).",

@@ -198,8 +198,7 @@ bool SessionValueMap::GetSessionValue(const String& key, String& value) const {
 }
 
 void SessionValueMap::GetAllValues(SessionValueList& out) const {
-    for (const auto& [key, value] : m_map)
-        out.emplace_back(key, value);
+    for (const auto& [key, value] : m_map) out.emplace_back(key, value);
 }
 
 void SessionValueMap::GetAppVersionOption(AppVersionOption& out) const {

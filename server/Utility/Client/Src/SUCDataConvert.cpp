@@ -20,10 +20,33 @@ namespace {
 // Every converter of the matrix, expanded from the one list.
 
 enum class Word : uint8 {
-    Bit, Boolean, Int8, UnsignedInt8, Int16, UnsignedInt16, Int32, UnsignedInt32, Float32,
-    Float64, Numeric, Char, XTChar, VarChar, VarXTChar, LongVarChar, LongVarXTChar,
-    ExternalChar, ExternalVarChar, ExternalVarXTChar, Binary, VarBinary, LongVarBinary, Date,
-    Time, DateTime, TimeStamp,
+    Bit,
+    Boolean,
+    Int8,
+    UnsignedInt8,
+    Int16,
+    UnsignedInt16,
+    Int32,
+    UnsignedInt32,
+    Float32,
+    Float64,
+    Numeric,
+    Char,
+    XTChar,
+    VarChar,
+    VarXTChar,
+    LongVarChar,
+    LongVarXTChar,
+    ExternalChar,
+    ExternalVarChar,
+    ExternalVarXTChar,
+    Binary,
+    VarBinary,
+    LongVarBinary,
+    Date,
+    Time,
+    DateTime,
+    TimeStamp
 };
 
 struct ConverterEntry {
@@ -33,8 +56,8 @@ struct ConverterEntry {
     XTConverterInfo info;
 };
 
-#define XT_ENTRY(S, D, FORM, NAME)                                                        \
-    ConverterEntry{Word::S, Word::D, XTConverterForm::FORM,                               \
+#define XT_ENTRY(S, D, FORM, NAME)                          \
+    ConverterEntry{Word::S, Word::D, XTConverterForm::FORM, \
                    XTConverterInfo{&SUDataConvert::NAME, #NAME, #S, #D, XTConverterForm::FORM}},
 #define XT_ENTRY_PLAIN(S, D) XT_ENTRY(S, D, kPlain, Convert##S##To##D)
 #define XT_ENTRY_NULLABLE_TO_PLAIN(S, D) XT_ENTRY(S, D, kNullableToPlain, Convert##S##NullableTo##D)
@@ -47,13 +70,15 @@ struct ConverterEntry {
 #define XT_ENTRY_TWO_FORMS(S, D) \
     XT_ENTRY_PLAIN(S, D)         \
     XT_ENTRY_NULLABLE_TO_NULLABLE(S, D)
-#define XT_ENTRIES(FAMILY)                                                       \
-    FAMILY(XT_ENTRY_THREE_FORMS, XT_ENTRY_TWO_FORMS, XT_ENTRY_PLAIN,             \
-           XT_ENTRY_NULLABLE_TO_PLAIN, XT_ENTRY_NULLABLE_TO_NULLABLE)
+#define XT_ENTRIES(FAMILY)                                                                       \
+    FAMILY(XT_ENTRY_THREE_FORMS, XT_ENTRY_TWO_FORMS, XT_ENTRY_PLAIN, XT_ENTRY_NULLABLE_TO_PLAIN, \
+           XT_ENTRY_NULLABLE_TO_NULLABLE)
 
+// clang-format off
 constexpr ConverterEntry kConverters[] = {XT_ENTRIES(XT_NUMERIC_CONVERTERS)
                                               XT_ENTRIES(XT_CHARACTER_CONVERTERS)
                                                   XT_ENTRIES(XT_DATETIME_CONVERTERS)};
+// clang-format on
 
 constexpr std::array<XTConverterInfo, std::size(kConverters)> MakeConverterInfos() {
     std::array<XTConverterInfo, std::size(kConverters)> infos{};
@@ -164,11 +189,10 @@ public:
         for (const bool sourceNullable : {false, true}) {
             for (const bool targetNullable : {false, true}) {
                 if (!Covers(nullability, sourceNullable, targetNullable)) continue;
-                const XTConverterForm form = !sourceNullable ? XTConverterForm::kPlain
-                                             : targetNullable
-                                                 ? XTConverterForm::kNullableToNullable
-                                                 : XTConverterForm::kNullableToPlain;
-                const Via via = form == XTConverterForm::kPlain ? plain
+                const XTConverterForm form = !sourceNullable  ? XTConverterForm::kPlain
+                                             : targetNullable ? XTConverterForm::kNullableToNullable
+                                                              : XTConverterForm::kNullableToPlain;
+                const Via via = form == XTConverterForm::kPlain             ? plain
                                 : form == XTConverterForm::kNullableToPlain ? nullableToPlain
                                                                             : nullableToNullable;
                 const std::size_t index = FindConverter(via.source, via.target, form);
@@ -177,11 +201,16 @@ public:
                     continue;
                 }
                 m_converterIndex[m_count] = index;
-                m_rows[m_count++] = PropertyFuncInfo{
-                    source.type,       sourceNullable,  source.wide,
-                    source.external,   target.type,     targetNullable,
-                    target.wide,       target.external, kConverters[index].info.function,
-                    kConverters[index].info.name};
+                m_rows[m_count++] = PropertyFuncInfo{source.type,
+                                                     sourceNullable,
+                                                     source.wide,
+                                                     source.external,
+                                                     target.type,
+                                                     targetNullable,
+                                                     target.wide,
+                                                     target.external,
+                                                     kConverters[index].info.function,
+                                                     kConverters[index].info.name};
             }
         }
     }
@@ -219,10 +248,9 @@ private:
     bool m_failed = false;
 };
 
-constexpr Word kFixedNumbers[] = {Word::Bit,           Word::Boolean, Word::Int8,
-                                  Word::UnsignedInt8,  Word::Int16,   Word::UnsignedInt16,
-                                  Word::Int32,         Word::UnsignedInt32, Word::Float32,
-                                  Word::Float64};
+constexpr Word kFixedNumbers[] = {
+    Word::Bit,           Word::Boolean, Word::Int8,          Word::UnsignedInt8, Word::Int16,
+    Word::UnsignedInt16, Word::Int32,   Word::UnsignedInt32, Word::Float32,      Word::Float64};
 constexpr Word kDatesAndTimes[] = {Word::Date, Word::Time, Word::DateTime};
 constexpr Word kTexts[] = {Word::Char,      Word::XTChar,      Word::VarChar,
                            Word::VarXTChar, Word::LongVarChar, Word::LongVarXTChar};
@@ -284,15 +312,17 @@ constexpr RowBuilder BuildRows() {
 
     // The client's narrow buffer as a source: the narrow Char converters,
     // except toward wide text and Numeric.
-    for (const Word target : kFixedNumbers) rows.Serve(kExternalNarrow, SideOf(target), Via{Char, target});
-    rows.ServeEach(kExternalNarrow, SideOf(Numeric), kNullableSource, {}, Via{ExternalVarChar, Numeric},
-                   Via{Char, Numeric});
+    for (const Word target : kFixedNumbers)
+        rows.Serve(kExternalNarrow, SideOf(target), Via{Char, target});
+    rows.ServeEach(kExternalNarrow, SideOf(Numeric), kNullableSource, {},
+                   Via{ExternalVarChar, Numeric}, Via{Char, Numeric});
     for (const Word target : {Char, VarChar, LongVarChar})
         rows.Serve(kExternalNarrow, SideOf(target), Via{Char, target});
     for (const Word target : {XTChar, VarXTChar})
         rows.Serve(kExternalNarrow, SideOf(target), Via{ExternalVarChar, target});
-    rows.ServeEach(kExternalNarrow, SideOf(LongVarXTChar), kAll, Via{ExternalVarChar, LongVarXTChar},
-                   Via{ExternalVarChar, LongVarXTChar}, Via{ExternalVarChar, VarXTChar});
+    rows.ServeEach(kExternalNarrow, SideOf(LongVarXTChar), kAll,
+                   Via{ExternalVarChar, LongVarXTChar}, Via{ExternalVarChar, LongVarXTChar},
+                   Via{ExternalVarChar, VarXTChar});
     for (const Word target : kDatesAndTimes)
         rows.Serve(kExternalNarrow, SideOf(target), Via{Char, target});
 
@@ -304,8 +334,8 @@ constexpr RowBuilder BuildRows() {
     rows.Serve(kExternalWide, SideOf(LongVarChar), Via{ExternalChar, VarChar}, kSame);
     for (const Word target : {XTChar, VarXTChar})
         rows.Serve(kExternalWide, SideOf(target), Via{ExternalVarXTChar, target}, kSame);
-    rows.ServeEach(kExternalWide, SideOf(LongVarXTChar), kSame, Via{ExternalVarXTChar, LongVarXTChar},
-                   {}, Via{ExternalVarXTChar, VarXTChar});
+    rows.ServeEach(kExternalWide, SideOf(LongVarXTChar), kSame,
+                   Via{ExternalVarXTChar, LongVarXTChar}, {}, Via{ExternalVarXTChar, VarXTChar});
     for (const Word target : kDatesAndTimes)
         rows.Serve(kExternalWide, SideOf(target), Via{ExternalChar, target}, kSame);
 
@@ -348,7 +378,7 @@ static_assert(kRowBuilder.CountDistinctConverters() == SUDataConvert::kRegistere
 constexpr std::span<const PropertyFuncInfo> kRows(kRowBuilder.Rows().data(), kRowBuilder.Count());
 
 constexpr bool dataTypeWiseIsUnicode[XTBoolean + 1] = {
-    false, true, true, true, false, false, false, false, false, false, false, false, false,
+    false, true,  true,  true,  false, false, false, false, false, false, false, false, false,
     false, false, false, false, false, false, false, false, false, false, false, false,
 };
 
@@ -365,8 +395,7 @@ constexpr uint32 GetFuncCode(XTDataType inputDataType, bool isInputNullable, boo
                              bool isInputExternalVarChar, XTDataType outputDataType,
                              bool isOutputNullable, bool isOutputUnicode,
                              bool isOutputExternalVarChar) {
-    return GetFuncCodeHalf(inputDataType, isInputNullable, isInputUnicode,
-                           isInputExternalVarChar)
+    return GetFuncCodeHalf(inputDataType, isInputNullable, isInputUnicode, isInputExternalVarChar)
                << 16 |
            GetFuncCodeHalf(outputDataType, isOutputNullable, isOutputUnicode,
                            isOutputExternalVarChar);
@@ -459,7 +488,9 @@ void SUDataConvert::GetConverterFunctionName(DataConvert_t func, char* name) {
     name[0] = '\0';
 }
 
-std::span<const PropertyFuncInfo> SUDataConvert::GetRegistryRows() noexcept { return kRows; }
+std::span<const PropertyFuncInfo> SUDataConvert::GetRegistryRows() noexcept {
+    return kRows;
+}
 
 std::span<const XTConverterInfo> SUDataConvert::GetAllConverters() noexcept {
     return kConverterInfos;

@@ -9,8 +9,8 @@ namespace xts::convert {
 namespace {
 
 template <class Word>
-concept SignedIntegerWord =
-    std::same_as<Word, word::Int8> || std::same_as<Word, word::Int16> || std::same_as<Word, word::Int32>;
+concept SignedIntegerWord = std::same_as<Word, word::Int8> || std::same_as<Word, word::Int16> ||
+    std::same_as<Word, word::Int32>;
 
 // ---- Numbers into text ----
 
@@ -45,13 +45,12 @@ inline int32 ClampSize(uint32 size) noexcept {
 // A number into a narrow Char: left-aligned, terminated, no padding; the
 // length is the count written. A null becomes blanks with a right-aligned 0.
 template <FixedNumberWord Source>
-    requires(!FlagWord<Source>)
-struct ConvertOp<Source, word::Char> : FixedWidthNulls<0> {
+requires(!FlagWord<Source>) struct ConvertOp<Source, word::Char> : FixedWidthNulls<0> {
     static void Convert(ConvertCall& call) {
         if (call.toLength <= 1) return TooSmallFixed(call, false);
-        const int32 count = DigitizeNarrow<Source>(Load<Native<Source>>(call.from),
-                                                   reinterpret_cast<char*>(call.to),
-                                                   ClampSize(call.toLength));
+        const int32 count =
+            DigitizeNarrow<Source>(Load<Native<Source>>(call.from),
+                                   reinterpret_cast<char*>(call.to), ClampSize(call.toLength));
         call.toIsNull = 0;
         call.returnLength = static_cast<uint64>(count);
     }
@@ -69,8 +68,7 @@ struct ConvertOp<Source, word::Char> : FixedWidthNulls<0> {
 // A number into a wide XTChar fills the whole capacity: the text padded with
 // blanks to toLength units and a zero unit at index toLength.
 template <FixedNumberWord Source>
-    requires(!FlagWord<Source>)
-struct ConvertOp<Source, word::XTChar> : FixedWidthNulls<0> {
+requires(!FlagWord<Source>) struct ConvertOp<Source, word::XTChar> : FixedWidthNulls<0> {
     static void Convert(ConvertCall& call) {
         if (call.toLength == 0) return TooSmallFixed(call, true);
         const int32 size = DigitizeWide<Source>(Load<Native<Source>>(call.from),
@@ -84,8 +82,8 @@ struct ConvertOp<Source, word::XTChar> : FixedWidthNulls<0> {
 // A number into a variable text: the text after the count, the count in the
 // prefix. Wide targets are filled to their capacity like XTChar.
 template <FixedNumberWord Source, class Target>
-    requires(!FlagWord<Source> && kTextLayout<Target> == TextLayout::kVariable)
-struct ConvertOp<Source, Target> {
+requires(!FlagWord<Source> &&
+         kTextLayout<Target> == TextLayout::kVariable) struct ConvertOp<Source, Target> {
     static void Convert(ConvertCall& call) {
         if (call.toLength < 2) return NullIntoVariable(call, kIsWideWord<Target>);
         const Native<Source> value = Load<Native<Source>>(call.from);
@@ -159,8 +157,7 @@ struct ConvertOp<Source, Target> {
 // blanks to the capacity like the other numbers; a text longer than the
 // capacity raises 46034 rather than losing digits.
 template <class Target>
-    requires(kIsWideWord<Target>)
-struct ConvertOp<word::Numeric, Target> {
+requires(kIsWideWord<Target>) struct ConvertOp<word::Numeric, Target> {
     static void Convert(ConvertCall& call) {
         TarvelNumber number;
         number.FromByteVector(call.from);
@@ -208,10 +205,10 @@ Native<Target> ParseNumber(const Unit* text, uint32 length) {
     } else if constexpr (std::same_as<Target, word::Boolean>) {
         return text[0] == 'T' ? 1 : 0;
     } else if constexpr (FloatingWord<Target>) {
-        const double value = kWide ? SUDataConvert::XTCharToFloat64Data(
-                                         reinterpret_cast<const wchar_t*>(text), length)
-                                   : SUDataConvert::CharToFloat64Data(
-                                         reinterpret_cast<const char*>(text), length);
+        const double value =
+            kWide
+                ? SUDataConvert::XTCharToFloat64Data(reinterpret_cast<const wchar_t*>(text), length)
+                : SUDataConvert::CharToFloat64Data(reinterpret_cast<const char*>(text), length);
         if constexpr (std::same_as<Target, word::Float32>)
             return NarrowToFloat32(value);
         else
@@ -225,11 +222,10 @@ Native<Target> ParseNumber(const Unit* text, uint32 length) {
         return static_cast<Result>(value);  // the low bytes, as stored
     } else {
         constexpr auto maximum = static_cast<uint32>(std::numeric_limits<Result>::max());
-        const uint32 value =
-            kWide ? SUDataConvert::XTCharToUnsignedLongData(reinterpret_cast<const wchar_t*>(text),
-                                                            length, maximum)
-                  : SUDataConvert::CharToUnsignedLongData(reinterpret_cast<const char*>(text),
-                                                          length, maximum);
+        const uint32 value = kWide ? SUDataConvert::XTCharToUnsignedLongData(
+                                         reinterpret_cast<const wchar_t*>(text), length, maximum)
+                                   : SUDataConvert::CharToUnsignedLongData(
+                                         reinterpret_cast<const char*>(text), length, maximum);
         return static_cast<Result>(value);
     }
 }
@@ -237,12 +233,11 @@ Native<Target> ParseNumber(const Unit* text, uint32 length) {
 // Parses a source text into a decimal number; text that is not one raises 46044.
 TarvelNumber ParseDecimal(const SourceText& text) {
     TarvelNumber number;
-    const bool parsed = text.IsWide()
-                            ? TarvelNumber::TryParse(std::wstring_view(text.wide, text.length), number)
-                            : TarvelNumber::TryParse(std::string_view(text.narrow, text.length), number);
+    const bool parsed =
+        text.IsWide() ? TarvelNumber::TryParse(std::wstring_view(text.wide, text.length), number)
+                      : TarvelNumber::TryParse(std::string_view(text.narrow, text.length), number);
     if (!parsed) {
-        if (text.IsWide())
-            SUGThrow(kMsgInvalidIntegerText, XTString(text.wide, text.length));
+        if (text.IsWide()) SUGThrow(kMsgInvalidIntegerText, XTString(text.wide, text.length));
         SUGThrow(kMsgInvalidIntegerText, std::string_view(text.narrow, text.length));
     }
     return number;
@@ -327,7 +322,7 @@ struct ConvertOp<Source, Target> {
 
 template <class Word>
 concept BinaryWord = std::same_as<Word, word::Binary> || std::same_as<Word, word::VarBinary> ||
-                     std::same_as<Word, word::LongVarBinary>;
+    std::same_as<Word, word::LongVarBinary>;
 
 // Binary into binary. A fixed Binary holds `fromLength` bytes; the variable
 // forms a 32-bit count and the bytes. A value longer than the target's

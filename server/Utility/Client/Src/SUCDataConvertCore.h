@@ -37,10 +37,10 @@ struct ConvertCall {
 
 // Word tags. kType is the column type the word stands for.
 namespace word {
-#define XT_WORD(name, type)                          \
-    struct name {                                    \
-        static constexpr XTDataType kType = type;    \
-        static constexpr const char* kWord = #name;  \
+#define XT_WORD(name, type)                         \
+    struct name {                                   \
+        static constexpr XTDataType kType = type;   \
+        static constexpr const char* kWord = #name; \
     };
 XT_WORD(Bit, XTBitData)
 XT_WORD(Boolean, XTBoolean)
@@ -129,14 +129,14 @@ XT_ALWAYS_INLINE void Store(unsigned char* p, T value) noexcept {
 // Definitions of the named converters of a family, and their entries in the
 // table of all converters. Used with the family's list from
 // SUCDataConvertList.h inside the family's source file.
-#define XT_DEFINE_CONVERTER(S, D, FORM, NAME)                                                     \
-    void SUDataConvert::NAME(DataConvertParams cvtParams, const unsigned char* from,              \
-                             uint32 fromLength, uint8 fromIsNull, unsigned char* to,              \
-                             uint32 toLength, uint8& toIsNull, uint64& returnLength) {            \
-        ::xts::convert::RunConverter<XTConverterForm::FORM,                                        \
-                                     ::xts::convert::ConvertOp<::xts::convert::word::S,           \
-                                                               ::xts::convert::word::D>>(        \
-            cvtParams, from, fromLength, fromIsNull, to, toLength, toIsNull, returnLength);       \
+#define XT_DEFINE_CONVERTER(S, D, FORM, NAME)                                               \
+    void SUDataConvert::NAME(DataConvertParams cvtParams, const unsigned char* from,        \
+                             uint32 fromLength, uint8 fromIsNull, unsigned char* to,        \
+                             uint32 toLength, uint8& toIsNull, uint64& returnLength) {      \
+        ::xts::convert::RunConverter<                                                       \
+            XTConverterForm::FORM,                                                          \
+            ::xts::convert::ConvertOp<::xts::convert::word::S, ::xts::convert::word::D>>(   \
+            cvtParams, from, fromLength, fromIsNull, to, toLength, toIsNull, returnLength); \
     }
 #define XT_DEFINE_PLAIN(S, D) XT_DEFINE_CONVERTER(S, D, kPlain, Convert##S##To##D)
 #define XT_DEFINE_NULLABLE_TO_PLAIN(S, D) \
@@ -152,6 +152,6 @@ XT_ALWAYS_INLINE void Store(unsigned char* p, T value) noexcept {
     XT_DEFINE_NULLABLE_TO_NULLABLE(S, D)
 
 // Expands a family list into the definitions of its converters.
-#define XT_DEFINE_CONVERTERS(FAMILY)                                                      \
-    FAMILY(XT_DEFINE_THREE_FORMS, XT_DEFINE_TWO_FORMS, XT_DEFINE_PLAIN,                   \
+#define XT_DEFINE_CONVERTERS(FAMILY)                                    \
+    FAMILY(XT_DEFINE_THREE_FORMS, XT_DEFINE_TWO_FORMS, XT_DEFINE_PLAIN, \
            XT_DEFINE_NULLABLE_TO_PLAIN, XT_DEFINE_NULLABLE_TO_NULLABLE)

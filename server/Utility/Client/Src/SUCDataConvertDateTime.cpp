@@ -12,28 +12,50 @@ namespace xts::convert {
 // The record of each date and time word.
 template <class Word>
 struct RecordOf;
-template <> struct RecordOf<word::Date> { using Type = XTDate; };
-template <> struct RecordOf<word::Time> { using Type = XTTime; };
-template <> struct RecordOf<word::DateTime> { using Type = XTDateTime; };
-template <> struct RecordOf<word::TimeStamp> { using Type = XTDateTime; };
+template <>
+struct RecordOf<word::Date> {
+    using Type = XTDate;
+};
+template <>
+struct RecordOf<word::Time> {
+    using Type = XTTime;
+};
+template <>
+struct RecordOf<word::DateTime> {
+    using Type = XTDateTime;
+};
+template <>
+struct RecordOf<word::TimeStamp> {
+    using Type = XTDateTime;
+};
 
 template <class Word>
 using Record = typename RecordOf<Word>::Type;
 
 template <class Word>
-concept DateTimeWord = requires { typename RecordOf<Word>::Type; };
+concept DateTimeWord = requires {
+    typename RecordOf<Word>::Type;
+};
 
 namespace {
 
 // The default format object for a record type.
-const DateTimeMetaData& DefaultFormat(const XTDate&) { return SUDataConvert::GetDefaultDateMetaData(); }
-const DateTimeMetaData& DefaultFormat(const XTTime&) { return SUDataConvert::GetDefaultTimeMetaData(); }
+const DateTimeMetaData& DefaultFormat(const XTDate&) {
+    return SUDataConvert::GetDefaultDateMetaData();
+}
+const DateTimeMetaData& DefaultFormat(const XTTime&) {
+    return SUDataConvert::GetDefaultTimeMetaData();
+}
 const DateTimeMetaData& DefaultFormat(const XTDateTime&) {
     return SUDataConvert::GetDefaultDateTimeMetaData();
 }
 
-int ToRegional(const XTDate& value, XTString& out) { return SUDataConvert::ConvertDateToRegional(value, out); }
-int ToRegional(const XTTime& value, XTString& out) { return SUDataConvert::ConvertTimeToRegional(value, out); }
+int ToRegional(const XTDate& value, XTString& out) {
+    return SUDataConvert::ConvertDateToRegional(value, out);
+}
+int ToRegional(const XTTime& value, XTString& out) {
+    return SUDataConvert::ConvertTimeToRegional(value, out);
+}
 int ToRegional(const XTDateTime& value, XTString& out) {
     return SUDataConvert::ConvertDateTimeToRegional(value, out);
 }
@@ -57,8 +79,8 @@ void WriteRecordText(ConvertCall& call, std::wstring_view text) {
     if (call.toLength < 2) return TooSmallFixed(call, kIsWideWord<Target>);
     if constexpr (kIsWideWord<Target>) {
         // Cut to toLength characters, padded to toLength, zero unit at index toLength.
-        const uint32 count = text.size() < call.toLength ? static_cast<uint32>(text.size())
-                                                         : call.toLength;
+        const uint32 count =
+            text.size() < call.toLength ? static_cast<uint32>(text.size()) : call.toLength;
         wchar_t* units = WideTarget(call.to);
         std::memcpy(units, text.data(), count * sizeof(wchar_t));
         FillWide(units + count, L' ', call.toLength - count);
@@ -110,7 +132,8 @@ uint32 CompleteShortText(wchar_t* text, uint32 length, uint32 capacity) {
     const auto total = static_cast<uint32>(format.GetTotalFormatLength());
     uint32 minimum = 8;
     if constexpr (std::same_as<Value, XTDateTime>)
-        minimum = static_cast<uint32>(SUDataConvert::GetDefaultDateMetaData().GetTotalFormatLength());
+        minimum =
+            static_cast<uint32>(SUDataConvert::GetDefaultDateMetaData().GetTotalFormatLength());
     if (length < minimum || length >= total || total > capacity) return length;
     uint32 position = 0;
     for (const DateTimeFormatToken& token : format.GetTokens()) {
@@ -132,7 +155,8 @@ struct ConvertOp<Source, Target> : FixedWidthNulls<sizeof(Record<Target>)> {
     static void Convert(ConvertCall& call) {
         WideScratch scratch(1);
         SourceText text = ReadSource<Source>(call, scratch);
-        if constexpr (kTextLayout<Source> == TextLayout::kFixed) text = Trimmed(text, TrimRule::kBlanks);
+        if constexpr (kTextLayout<Source> == TextLayout::kFixed)
+            text = Trimmed(text, TrimRule::kBlanks);
         if (text.isNull || text.IsEmpty()) {
             call.toIsNull = 1;
             call.returnLength = 0;

@@ -14,22 +14,54 @@ namespace xts::convert {
 // The native value of each fixed-width number word.
 template <class Word>
 struct NativeOf;
-template <> struct NativeOf<word::Bit> { using Type = uint8; };
-template <> struct NativeOf<word::Boolean> { using Type = uint8; };
-template <> struct NativeOf<word::Int8> { using Type = int8; };
-template <> struct NativeOf<word::UnsignedInt8> { using Type = uint8; };
-template <> struct NativeOf<word::Int16> { using Type = int16; };
-template <> struct NativeOf<word::UnsignedInt16> { using Type = uint16; };
-template <> struct NativeOf<word::Int32> { using Type = int32; };
-template <> struct NativeOf<word::UnsignedInt32> { using Type = uint32; };
-template <> struct NativeOf<word::Float32> { using Type = float; };
-template <> struct NativeOf<word::Float64> { using Type = double; };
+template <>
+struct NativeOf<word::Bit> {
+    using Type = uint8;
+};
+template <>
+struct NativeOf<word::Boolean> {
+    using Type = uint8;
+};
+template <>
+struct NativeOf<word::Int8> {
+    using Type = int8;
+};
+template <>
+struct NativeOf<word::UnsignedInt8> {
+    using Type = uint8;
+};
+template <>
+struct NativeOf<word::Int16> {
+    using Type = int16;
+};
+template <>
+struct NativeOf<word::UnsignedInt16> {
+    using Type = uint16;
+};
+template <>
+struct NativeOf<word::Int32> {
+    using Type = int32;
+};
+template <>
+struct NativeOf<word::UnsignedInt32> {
+    using Type = uint32;
+};
+template <>
+struct NativeOf<word::Float32> {
+    using Type = float;
+};
+template <>
+struct NativeOf<word::Float64> {
+    using Type = double;
+};
 
 template <class Word>
 using Native = typename NativeOf<Word>::Type;
 
 template <class Word>
-concept FixedNumberWord = requires { typename NativeOf<Word>::Type; };
+concept FixedNumberWord = requires {
+    typename NativeOf<Word>::Type;
+};
 template <class Word>
 concept FlagWord = std::same_as<Word, word::Bit> || std::same_as<Word, word::Boolean>;
 template <class Word>

@@ -22,12 +22,12 @@ int32 HeteroNarrowCharConvert(const DataConvertParams& params, const char* sourc
     }
     if (length == 0) return 0;
     uint32 working = length;
-    if (!isByteCount && params.charDataFromDataCode == kCharDataNarrowUTF8Code) working = length * 3;
+    if (!isByteCount && params.charDataFromDataCode == kCharDataNarrowUTF8Code)
+        working = length * 3;
     AutoBuffer<wchar_t, 512> wide(working);
-    const int decoded =
-        SystemUtility::MultiByteToWideChar(source, static_cast<int>(length), wide.Get(),
-                                           static_cast<int>(working),
-                                           XlateNarrowDataCodeToCP(params.charDataFromDataCode));
+    const int decoded = SystemUtility::MultiByteToWideChar(
+        source, static_cast<int>(length), wide.Get(), static_cast<int>(working),
+        XlateNarrowDataCodeToCP(params.charDataFromDataCode));
     if (decoded <= 0) return 0;
     const int encoded = SystemUtility::WideCharToMultiByte(
         wide.Get(), decoded, destination, static_cast<int>(capacity),
@@ -54,13 +54,13 @@ int32 XTCharToChar(const DataConvertParams& params, const wchar_t* source, char*
                         capacity);
 }
 
-uint32 TranscodeToNarrow(const DataConvertParams& params, const SourceText& text,
-                         char* destination, uint32 capacity) {
+uint32 TranscodeToNarrow(const DataConvertParams& params, const SourceText& text, char* destination,
+                         uint32 capacity) {
     if (capacity == 0 || text.length == 0) return 0;
-    const int32 written =
-        text.IsWide()
-            ? XTCharToChar(params, text.wide, text.length, destination, capacity)
-            : HeteroNarrowCharConvert(params, text.narrow, text.length, true, destination, capacity);
+    const int32 written = text.IsWide()
+                              ? XTCharToChar(params, text.wide, text.length, destination, capacity)
+                              : HeteroNarrowCharConvert(params, text.narrow, text.length, true,
+                                                        destination, capacity);
     return static_cast<uint32>(written);
 }
 
@@ -82,7 +82,8 @@ uint32 TranscodeToWide(const DataConvertParams& params, const SourceText& text,
 void NullIntoNarrowChar(ConvertCall& call) {
     if (call.toLength >= 1) {
         uint32 blanks = 0;
-        if (call.params.charDataToDataCode == kCharDataNarrowUTF8Code) blanks = call.toLength * 3 - 3;
+        if (call.params.charDataToDataCode == kCharDataNarrowUTF8Code)
+            blanks = call.toLength * 3 - 3;
         std::memset(call.to, ' ', blanks);
         call.to[blanks] = 0;
     }

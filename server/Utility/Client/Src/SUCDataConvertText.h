@@ -32,12 +32,12 @@ inline constexpr TextLayout kTextLayout = TextLayout::kFixed;
 template <class Word>
 inline constexpr bool kIsWideWord = false;
 
-#define XT_TEXT_WORD(name, layout, wide)                                \
-    template <>                                                         \
-    inline constexpr bool kIsTextWord<word::name> = true;               \
-    template <>                                                         \
+#define XT_TEXT_WORD(name, layout, wide)                                      \
+    template <>                                                               \
+    inline constexpr bool kIsTextWord<word::name> = true;                     \
+    template <>                                                               \
     inline constexpr TextLayout kTextLayout<word::name> = TextLayout::layout; \
-    template <>                                                         \
+    template <>                                                               \
     inline constexpr bool kIsWideWord<word::name> = wide;
 XT_TEXT_WORD(Char, kFixed, false)
 XT_TEXT_WORD(XTChar, kFixed, true)
@@ -55,7 +55,7 @@ concept TextWord = kIsTextWord<Word>;
 
 // How trailing characters of a source are trimmed into a variable target.
 enum class TrimRule {
-    kBlanks,             // trailing blanks (U+0020)
+    kBlanks,              // trailing blanks (U+0020)
     kSpacesBeforeLineEnd  // trailing white space; a final CR or LF is kept and shields it
 };
 
@@ -188,17 +188,21 @@ int32 XTCharToChar(const DataConvertParams& params, const wchar_t* source, char*
                    uint32 capacity);
 
 // Any source text into narrow text of the target code, at most `capacity` bytes.
-uint32 TranscodeToNarrow(const DataConvertParams& params, const SourceText& text,
-                         char* destination, uint32 capacity);
+uint32 TranscodeToNarrow(const DataConvertParams& params, const SourceText& text, char* destination,
+                         uint32 capacity);
 // Any source text into wide units, at most `capacity` units.
 uint32 TranscodeToWide(const DataConvertParams& params, const SourceText& text,
                        wchar_t* destination, uint32 capacity);
 
 // ---- Targets ----
 
-inline void StoreCount(unsigned char* to, uint32 count) noexcept { Store(to, count); }
+inline void StoreCount(unsigned char* to, uint32 count) noexcept {
+    Store(to, count);
+}
 
-inline wchar_t* WideTarget(unsigned char* p) noexcept { return reinterpret_cast<wchar_t*>(p); }
+inline wchar_t* WideTarget(unsigned char* p) noexcept {
+    return reinterpret_cast<wchar_t*>(p);
+}
 
 inline void FillWide(wchar_t* p, wchar_t c, uint32 count) noexcept {
     for (uint32 i = 0; i < count; ++i) p[i] = c;

@@ -137,8 +137,9 @@ int64 ParseInteger(const Char* text, uint32 length, uint64 maximum, const char* 
 
     const bool overflow = integerEnd - digitsBegin > 10;
     if (p == end || *p == 0) {
-        const bool fits = !overflow && (negative || (magnitude <= maximum &&
-                                                     (!Signed || magnitude < (1ull << 31))));
+        const bool fits =
+            !overflow &&
+            (negative || (magnitude <= maximum && (!Signed || magnitude < (1ull << 31))));
         if (fits) return negative ? -static_cast<int64>(magnitude) : static_cast<int64>(magnitude);
     }
     return ParseFraction(text, length, integerEnd, negative, magnitude, file, line);
@@ -156,7 +157,8 @@ int32 ParseSigned(const Char* text, uint32 length, int32 maximum) {
 
 template <class Char>
 uint32 ParseUnsigned(const Char* text, uint32 length, uint32 maximum) {
-    return static_cast<uint32>(ParseInteger<Char, false>(text, length, maximum, __FILE__, __LINE__));
+    return static_cast<uint32>(
+        ParseInteger<Char, false>(text, length, maximum, __FILE__, __LINE__));
 }
 
 template <class Char>
@@ -172,12 +174,26 @@ double ParseFloat(const Char* text, uint32 length) {
 // Number of decimal digits of `magnitude` (1 for zero): an estimate from the
 // bit width, corrected by one comparison.
 int DigitCount(uint64 magnitude) noexcept {
-    static constexpr uint64 kPowersOfTen[] = {
-        1ull,           10ull,           100ull,           1000ull,           10000ull,
-        100000ull,      1000000ull,      10000000ull,      100000000ull,      1000000000ull,
-        10000000000ull, 100000000000ull, 1000000000000ull, 10000000000000ull, 100000000000000ull,
-        1000000000000000ull,    10000000000000000ull,    100000000000000000ull,
-        1000000000000000000ull, 10000000000000000000ull};
+    static constexpr uint64 kPowersOfTen[] = {1ull,
+                                              10ull,
+                                              100ull,
+                                              1000ull,
+                                              10000ull,
+                                              100000ull,
+                                              1000000ull,
+                                              10000000ull,
+                                              100000000ull,
+                                              1000000000ull,
+                                              10000000000ull,
+                                              100000000000ull,
+                                              1000000000000ull,
+                                              10000000000000ull,
+                                              100000000000000ull,
+                                              1000000000000000ull,
+                                              10000000000000000ull,
+                                              100000000000000000ull,
+                                              1000000000000000000ull,
+                                              10000000000000000000ull};
     // floor(log10(2^bits)) for the bit width of `magnitude`: 1233 / 4096 ~ log10(2).
     const int estimate = (std::bit_width(magnitude) * 1233) >> 12;
     return estimate + (magnitude >= kPowersOfTen[estimate] ? 1 : 0) + (magnitude == 0 ? 1 : 0);
@@ -337,9 +353,10 @@ int32 DigitizeMagnitude(double value, char* buffer, int32 room) {
 // and terminates at index `size`.
 int32 WidenDigits(const char* digits, int32 count, wchar_t* buffer, int32 size) {
     if (size < 0) return 0;
-    int written = count == 0 ? 0
-                             : SystemUtility::MultiByteToWideChar(
-                                   digits, count, buffer, size, SystemUtility::GetMultiByteCodePage());
+    int written = count == 0
+                      ? 0
+                      : SystemUtility::MultiByteToWideChar(digits, count, buffer, size,
+                                                           SystemUtility::GetMultiByteCodePage());
     if (written == 0 && count > 0) written = size;  // destination full
     if (written < 0) written = 0;
     for (int i = written; i < size; ++i) buffer[i] = L' ';
@@ -358,8 +375,7 @@ int32 SUDataConvert::XTCharToLongData(const wchar_t* text, uint32 length, int32 
 uint32 SUDataConvert::CharToUnsignedLongData(const char* text, uint32 length, uint32 maximum) {
     return ParseUnsigned(text, length, maximum);
 }
-uint32 SUDataConvert::XTCharToUnsignedLongData(const wchar_t* text, uint32 length,
-                                               uint32 maximum) {
+uint32 SUDataConvert::XTCharToUnsignedLongData(const wchar_t* text, uint32 length, uint32 maximum) {
     return ParseUnsigned(text, length, maximum);
 }
 double SUDataConvert::CharToFloat64Data(const char* text, uint32 length, double) {
@@ -371,7 +387,8 @@ double SUDataConvert::XTCharToFloat64Data(const wchar_t* text, uint32 length, do
 
 int32 SUDataConvert::DigitizeBinaryLongData(int32 value, char* buffer, int32 size) {
     const bool negative = value < 0;
-    const uint32 magnitude = negative ? 0u - static_cast<uint32>(value) : static_cast<uint32>(value);
+    const uint32 magnitude =
+        negative ? 0u - static_cast<uint32>(value) : static_cast<uint32>(value);
     return Digitize(magnitude, negative, buffer, size);
 }
 
@@ -408,11 +425,10 @@ int32 SUDataConvert::XTDigitizeBinaryLongData(int32 value, wchar_t* buffer, int3
     return WidenDigits(digits, DigitizeBinaryLongData(value, digits, sizeof digits), buffer, size);
 }
 
-int32 SUDataConvert::XTDigitizeBinaryUnsignedLongData(uint32 value, wchar_t* buffer,
-                                                      int32 size) {
+int32 SUDataConvert::XTDigitizeBinaryUnsignedLongData(uint32 value, wchar_t* buffer, int32 size) {
     char digits[256];
-    return WidenDigits(digits, DigitizeBinaryUnsignedLongData(value, digits, sizeof digits),
-                       buffer, size);
+    return WidenDigits(digits, DigitizeBinaryUnsignedLongData(value, digits, sizeof digits), buffer,
+                       size);
 }
 
 int32 SUDataConvert::XTCharDigitizeFloat64Data(double value, wchar_t* buffer, int32 size) {

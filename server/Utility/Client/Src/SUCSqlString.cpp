@@ -21,8 +21,7 @@ constexpr std::size_t kMaxConvertibleLength = INT32_MAX / MAX_NCHAR_PER_WCHAR - 
 
 std::size_t LengthUpToZero(const UTF16Char* units) noexcept {
     std::size_t length = 0;
-    while (units[length] != 0)
-        ++length;
+    while (units[length] != 0) ++length;
     return length;
 }
 
@@ -30,8 +29,7 @@ std::size_t LengthUpToZero(const UTF16Char* units) noexcept {
 UTF16String WideToUTF16(const wchar_t* from, std::size_t length) {
     WorkBuffer<UTF16Char> buffer(length + 1);
     UTF16Char* units = buffer.data();
-    for (std::size_t i = 0; i < length; ++i)
-        units[i] = static_cast<UTF16Char>(from[i]);
+    for (std::size_t i = 0; i < length; ++i) units[i] = static_cast<UTF16Char>(from[i]);
     units[length] = 0;
     return UTF16String(units);
 }
@@ -40,8 +38,7 @@ UTF16String WideToUTF16(const wchar_t* from, std::size_t length) {
 XTString UTF16ToWide(const UTF16Char* from, std::size_t count) {
     WorkBuffer<wchar_t> buffer(count + 1);
     wchar_t* wide = buffer.data();
-    for (std::size_t i = 0; i < count; ++i)
-        wide[i] = static_cast<wchar_t>(from[i]);
+    for (std::size_t i = 0; i < count; ++i) wide[i] = static_cast<wchar_t>(from[i]);
     wide[count] = 0;
     return XTString(wide);
 }

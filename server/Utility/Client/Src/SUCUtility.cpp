@@ -45,31 +45,23 @@ std::span<const Unit> GetUnits(XTDataType type, bool rawBuffer) noexcept {
         case XTInt4Data:
         case XTUInt4Data:
         case XTFloatData:
-        case XTIntervalData:
-            return kUnit32;
+        case XTIntervalData: return kUnit32;
         case XTBinaryData:
             return rawBuffer ? std::span<const Unit>(kUnit32) : std::span<const Unit>();
         case XTInt2Data:
-        case XTUInt2Data:
-            return kUnit16;
-        case XTDoubleData:
-            return kUnit64;
-        case XTDateData:
-            return kDateUnits;
-        case XTTimeData:
-            return kTimeUnits;
+        case XTUInt2Data: return kUnit16;
+        case XTDoubleData: return kUnit64;
+        case XTDateData: return kDateUnits;
+        case XTTimeData: return kTimeUnits;
         case XTDateTimeData:
-        case XTTimeStampData:
-            return kDateTimeUnits;
-        default:
-            return {};
+        case XTTimeStampData: return kDateTimeUnits;
+        default: return {};
     }
 }
 
 uint64 LoadBigEndian(const unsigned char* p, unsigned width) noexcept {
     uint64 value = 0;
-    for (unsigned i = 0; i < width; ++i)
-        value = (value << 8) | p[i];
+    for (unsigned i = 0; i < width; ++i) value = (value << 8) | p[i];
     return value;
 }
 
@@ -82,26 +74,17 @@ void StoreBigEndian(unsigned char* p, unsigned width, uint64 value) noexcept {
 
 uint64 LoadLittleEndian(const unsigned char* p, unsigned width) noexcept {
     switch (width) {
-        case 2:
-            return DataBlobUtil::GetLittleEndianUInt16(p);
-        case 4:
-            return DataBlobUtil::GetLittleEndianUInt32(p);
-        default:
-            return DataBlobUtil::GetLittleEndianUInt64(p);
+        case 2: return DataBlobUtil::GetLittleEndianUInt16(p);
+        case 4: return DataBlobUtil::GetLittleEndianUInt32(p);
+        default: return DataBlobUtil::GetLittleEndianUInt64(p);
     }
 }
 
 void StoreLittleEndian(unsigned char* p, unsigned width, uint64 value) noexcept {
     switch (width) {
-        case 2:
-            DataBlobUtil::PutLittleEndianUInt16(p, static_cast<uint16>(value));
-            return;
-        case 4:
-            DataBlobUtil::PutLittleEndianUInt32(p, static_cast<uint32>(value));
-            return;
-        default:
-            DataBlobUtil::PutLittleEndianUInt64(p, value);
-            return;
+        case 2: DataBlobUtil::PutLittleEndianUInt16(p, static_cast<uint16>(value)); return;
+        case 4: DataBlobUtil::PutLittleEndianUInt32(p, static_cast<uint32>(value)); return;
+        default: DataBlobUtil::PutLittleEndianUInt64(p, value); return;
     }
 }
 
@@ -147,10 +130,8 @@ void SwapLocalFieldDescriptor(XTSAPI_LocalFieldDescriptor& descriptor) noexcept 
         character =
             static_cast<wchar_t>(static_cast<int16>(SwapBytes16(static_cast<uint16>(character))));
     };
-    for (wchar_t& character : descriptor.name)
-        swapCharacter(character);
-    for (wchar_t& character : descriptor.aliasName)
-        swapCharacter(character);
+    for (wchar_t& character : descriptor.name) swapCharacter(character);
+    for (wchar_t& character : descriptor.aliasName) swapCharacter(character);
     descriptor.type = SwapBytes16(descriptor.type);
     descriptor.precision =
         static_cast<int16>(SwapBytes16(static_cast<uint16>(descriptor.precision)));

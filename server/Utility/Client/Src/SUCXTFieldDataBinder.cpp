@@ -14,7 +14,9 @@ bool g_bAvoidRightTrimVarChar = [] {
 
 namespace {
 
-bool IsCharacterType(XTDataType type) noexcept { return SUXTDataTypeUtility::IsXTTextType(type); }
+bool IsCharacterType(XTDataType type) noexcept {
+    return SUXTDataTypeUtility::IsXTTextType(type);
+}
 
 XTString DisplayName(XTDataType type) {
     XTString name;
@@ -45,18 +47,24 @@ void RetrieveVariableLengthWithNull(XTFromField& field) {
 
 // The long forms read the same prefix; they are kept apart so that a slot
 // tells which kind of column it reads.
-void RetrieveLongVariableLength(XTFromField& field) { RetrieveVariableLength(field); }
-void RetrieveLongVariableLengthWithNull(XTFromField& field) { RetrieveVariableLengthWithNull(field); }
+void RetrieveLongVariableLength(XTFromField& field) {
+    RetrieveVariableLength(field);
+}
+void RetrieveLongVariableLengthWithNull(XTFromField& field) {
+    RetrieveVariableLengthWithNull(field);
+}
 
-void RetrieveNullByte(XTFromField& field) { field.fromIsNull_ = *field.nullLocation_ != 0 ? 1 : 0; }
+void RetrieveNullByte(XTFromField& field) {
+    field.fromIsNull_ = *field.nullLocation_ != 0 ? 1 : 0;
+}
 
 // The caller's length cell: kXTNullTerminated measures a zero-terminated
 // value; any other negative value, or one above the maximum, raises 46034.
 void RetrieveCallerLength(XTFromField& field) {
     XTLengthCell size = *field.fieldSizeOrNull_;
     if (size == kXTNullTerminated)
-        size = static_cast<XTLengthCell>(
-            strnlen(reinterpret_cast<const char*>(field.fromFieldData_), field.fromFieldMaxSize_ + 1ull));
+        size = static_cast<XTLengthCell>(strnlen(
+            reinterpret_cast<const char*>(field.fromFieldData_), field.fromFieldMaxSize_ + 1ull));
     if (size < 0 || static_cast<uint64>(size) > field.fromFieldMaxSize_)
         SUGThrow(kMsgValueTooLong, size, field.fromFieldMaxSize_);
     field.fromFieldSize_ = static_cast<uint32>(size);
@@ -91,7 +99,8 @@ XTFromField::Retriever_t ChooseRetriever(XTDataType type, bool hasNullByte, bool
         return hasNullByte ? RetrieveNullFromLength : RetrieveCallerLength;
     }
     if (variable) {
-        if (isLong) return hasNullByte ? RetrieveLongVariableLengthWithNull : RetrieveLongVariableLength;
+        if (isLong)
+            return hasNullByte ? RetrieveLongVariableLengthWithNull : RetrieveLongVariableLength;
         return hasNullByte ? RetrieveVariableLengthWithNull : RetrieveVariableLength;
     }
     return hasNullByte ? RetrieveNullByte : nullptr;
@@ -101,17 +110,15 @@ XTFromField::Retriever_t ChooseRetriever(XTDataType type, bool hasNullByte, bool
 
 // ---------------------------------------------------------------------------
 
-void XTFieldConverter::SetToFieldData(int32 fromCharDataWhatCode, XTDataType fromXTDataType,
-                                      uint32 /*fromFieldMaxSize*/, bool isFromNullable,
-                                      bool isFromExternalVarChar, int32 toCharDataWhatCode,
-                                      XTDataType toXTDataType, uint32 toFieldMaxSize,
-                                      bool isToNullable, bool isToExternalVarChar,
-                                      unsigned char* toFieldData, uint8* toNullIndicator,
-                                      uint64* toReturnDataLength, DataConvert_t fieldConvertFunction,
-                                      bool bTwoByteToFourByte, bool bAvoidRightTrim) {
+void XTFieldConverter::SetToFieldData(
+    int32 fromCharDataWhatCode, XTDataType fromXTDataType, uint32 /*fromFieldMaxSize*/,
+    bool isFromNullable, bool isFromExternalVarChar, int32 toCharDataWhatCode,
+    XTDataType toXTDataType, uint32 toFieldMaxSize, bool isToNullable, bool isToExternalVarChar,
+    unsigned char* toFieldData, uint8* toNullIndicator, uint64* toReturnDataLength,
+    DataConvert_t fieldConvertFunction, bool bTwoByteToFourByte, bool bAvoidRightTrim) {
     // A character source gets room for its terminator, whatever the target.
     toFieldMaxSize_ = (!isToExternalVarChar && IsCharacterType(fromXTDataType)) ? toFieldMaxSize + 1
-                                                                                 : toFieldMaxSize;
+                                                                                : toFieldMaxSize;
     toReturnFieldData_ = toFieldData;
     toReturnNullIndicator_ = toNullIndicator != nullptr ? toNullIndicator : &toRetNullIndicator_;
     toReturnDataLength_ = toReturnDataLength != nullptr ? toReturnDataLength : &toRetDataLength_;
@@ -124,9 +131,9 @@ void XTFieldConverter::SetToFieldData(int32 fromCharDataWhatCode, XTDataType fro
         fieldConvert_ = fieldConvertFunction;
         return;
     }
-    const XTDataType lookedUp =
-        (fromXTDataType == XTVarCharData && toXTDataType == XTTimeStampData) ? XTDateTimeData
-                                                                              : toXTDataType;
+    const XTDataType lookedUp = (fromXTDataType == XTVarCharData && toXTDataType == XTTimeStampData)
+                                    ? XTDateTimeData
+                                    : toXTDataType;
     const bool fromWide = fromCharDataWhatCode == kCharDataUniCode;
     const bool toWide = toCharDataWhatCode == kCharDataUniCode;
     fieldConvert_ = SUDataConvert::GetConverterFunction(fromXTDataType, isFromNullable, fromWide,
@@ -160,7 +167,8 @@ Heap<XTFieldDataBinder> XTFieldDataBinder::MakeFieldDataBinder(
     XTRecordMetaData& bindRecordMetaData, int32 bindCharDataWhatCode, unsigned char* bindRecord,
     unsigned char* fromTransferRecord) {
     Heap<XTFieldDataBinder> binder(new XTFieldDataBinder());
-    const int32 count = std::min(fromRecordMetaData.GetFieldCount(), bindRecordMetaData.GetFieldCount());
+    const int32 count =
+        std::min(fromRecordMetaData.GetFieldCount(), bindRecordMetaData.GetFieldCount());
     binder->SetBindRecord(&bindRecordMetaData, bindRecord, bindCharDataWhatCode,
                           fromCharDataWhatCode, fromTransferRecord != nullptr ? count : 0);
     for (int32 i = 0; i < count; ++i) {
@@ -185,27 +193,27 @@ void XTFieldDataBinder::SetBindRecord(XTRecordMetaData* bindRecordMetaData,
     fromRecordMetaData_.SetFieldCount(bindFieldCount_);
     converterArray_.clear();
     converterArray_.resize(static_cast<std::size_t>(bindFieldCount_));
-    for (Heap<XTFieldConverter>& converter : converterArray_) converter.Reset(new XTFieldConverter());
+    for (Heap<XTFieldConverter>& converter : converterArray_)
+        converter.Reset(new XTFieldConverter());
     countFromTransferField_ = countFromTransferField;
     fromTransferFieldArray_.clear();
     if (countFromTransferField != 0)
         fromTransferFieldArray_.resize(static_cast<std::size_t>(bindFieldCount_));
 }
 
-bool XTFieldDataBinder::SetFromFieldDescriptor(int32 equivalentBindFieldIndex,
-                                               const RefCnt<XTFieldDescriptor>& fromFieldDescriptor,
-                                               unsigned char* fromTransferRecord,
-                                               XTLengthCell* lengthOrNullable,
-                                               DataConvert_t fieldConvertFunction,
-                                               bool isExternalVarChar, bool bTwoByteToFourByte,
-                                               bool bAvoidPadding, bool bDisableRightTrimOnVarChar) {
+bool XTFieldDataBinder::SetFromFieldDescriptor(
+    int32 equivalentBindFieldIndex, const RefCnt<XTFieldDescriptor>& fromFieldDescriptor,
+    unsigned char* fromTransferRecord, XTLengthCell* lengthOrNullable,
+    DataConvert_t fieldConvertFunction, bool isExternalVarChar, bool bTwoByteToFourByte,
+    bool bAvoidPadding, bool bDisableRightTrimOnVarChar) {
     if (equivalentBindFieldIndex < 0 || equivalentBindFieldIndex >= bindFieldCount_) return false;
     const auto index = static_cast<std::size_t>(equivalentBindFieldIndex);
     fromRecordMetaData_.SetFieldDescriptor(equivalentBindFieldIndex, fromFieldDescriptor);
     XTFieldConverter& converter = *converterArray_[index];
     converter.SetAvoidPadding(bAvoidPadding);
 
-    const RefCnt<XTFieldDescriptor> bind = bindRecordMetaData_->GetFieldDescriptor(equivalentBindFieldIndex);
+    const RefCnt<XTFieldDescriptor> bind =
+        bindRecordMetaData_->GetFieldDescriptor(equivalentBindFieldIndex);
     uint8* bindNull = bind->IsNullable() ? bindRecord_ + bind->GetNullOffset() : nullptr;
     const XTFieldDescriptor& from = *fromFieldDescriptor;
     const int32 fromCode =
@@ -213,11 +221,11 @@ bool XTFieldDataBinder::SetFromFieldDescriptor(int32 equivalentBindFieldIndex,
          from.GetColumnUnicodeProperty() == SUXTDataTypeUtility::kOverrideAsUnicode)
             ? kCharDataUniCode
         : fromRecordCharDataWhatCode_ == kCharDataNarrowUTF8Code ? kCharDataNarrowUTF8Code
-                                                                  : kCharDataNarrowCode;
-    converter.SetToFieldData(fromCode, from.GetXTDataType(), from.GetObjectLength(), from.IsNullable(),
-                             isExternalVarChar, bindRecordCharDataWhatCode_, bind->GetXTDataType(),
-                             bind->GetObjectLength(), bind->IsNullable(), false,
-                             bindRecord_ + bind->GetByteOffset(), bindNull, nullptr,
+                                                                 : kCharDataNarrowCode;
+    converter.SetToFieldData(fromCode, from.GetXTDataType(), from.GetObjectLength(),
+                             from.IsNullable(), isExternalVarChar, bindRecordCharDataWhatCode_,
+                             bind->GetXTDataType(), bind->GetObjectLength(), bind->IsNullable(),
+                             false, bindRecord_ + bind->GetByteOffset(), bindNull, nullptr,
                              fieldConvertFunction, bTwoByteToFourByte, bDisableRightTrimOnVarChar);
     if (countFromTransferField_ == 0) return true;
     return BindFromTransferRecord(equivalentBindFieldIndex, fromTransferRecord, lengthOrNullable);
@@ -230,7 +238,8 @@ bool XTFieldDataBinder::BindFromTransferRecord(int32 equivalentBindFieldIndex,
     if (equivalentBindFieldIndex < 0 || equivalentBindFieldIndex >= count ||
         static_cast<std::size_t>(equivalentBindFieldIndex) >= fromTransferFieldArray_.size())
         SUGThrow(kMsgFieldPositionOutOfRange, equivalentBindFieldIndex, count);
-    const RefCnt<XTFieldDescriptor> column = fromRecordMetaData_.GetFieldDescriptor(equivalentBindFieldIndex);
+    const RefCnt<XTFieldDescriptor> column =
+        fromRecordMetaData_.GetFieldDescriptor(equivalentBindFieldIndex);
     unsigned char* start = fromTransferRecord + column->GetByteOffset();
     uint8* nullByte = column->IsNullable() ? fromTransferRecord + column->GetNullOffset() : nullptr;
     XTAssert(converterArray_[static_cast<std::size_t>(equivalentBindFieldIndex)]);
@@ -263,7 +272,8 @@ void XTFieldDataBinder::ConvertColumn(int32 index, XTFromField& from, bool sourc
     };
     try {
         if (bToMarshall_ && bInputToServer_ && sourceInWireOrder)
-            SUDataMarshaller::ConvertToMachineFormat(from.fromFieldStart_, from.nullLocation_, bind());
+            SUDataMarshaller::ConvertToMachineFormat(from.fromFieldStart_, from.nullLocation_,
+                                                     bind());
         from.Retrieve();
         converter.Convert(from.fromFieldData_, from.fromFieldSize_, from.fromIsNull_);
         if (bToMarshall_ && !bInputToServer_ && from.fromIsNull_ == 0)
@@ -301,7 +311,8 @@ void XTFieldDataBinder::TransferColumns(int32 first, int32 end) {
             if (from == nullptr) continue;
             from->Retrieve();
             // A slot exists only beside its converter (asserted when it is made).
-            converter->Get()->Convert(from->fromFieldData_, from->fromFieldSize_, from->fromIsNull_);
+            converter->Get()->Convert(from->fromFieldData_, from->fromFieldSize_,
+                                      from->fromIsNull_);
         }
     } catch (ErrorMessage& error) {
         NameFailedColumn(error, static_cast<int32>(slot - slots));
@@ -309,7 +320,9 @@ void XTFieldDataBinder::TransferColumns(int32 first, int32 end) {
     }
 }
 
-void XTFieldDataBinder::TransferRecord() { TransferColumns(0, bindFieldCount_); }
+void XTFieldDataBinder::TransferRecord() {
+    TransferColumns(0, bindFieldCount_);
+}
 
 void XTFieldDataBinder::TransferField(int32 fromFieldId, int32 countField) {
     CheckRange(fromFieldId, countField);

@@ -75,15 +75,12 @@ const DescriptorTypeRow* FindRow(XTDataType type) noexcept {
 
 uint32 ApplyRule(LengthRule rule, uint32 fixed, uint32 objectLength, int32 decimalPrecision) {
     switch (rule) {
-        case kFixed:
-            return fixed;
-        case kDeclared:
-            return objectLength;
+        case kFixed: return fixed;
+        case kDeclared: return objectLength;
         case kPrecisionPlus20:
             return static_cast<uint32>(static_cast<int32>(static_cast<int16>(decimalPrecision)) +
                                        20);
-        case kUnsupported:
-            break;
+        case kUnsupported: break;
     }
     return 0;
 }

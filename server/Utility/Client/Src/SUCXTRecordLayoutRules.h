@@ -80,15 +80,11 @@ inline uint64 GetByteLength64(const TypeLayout& layout, uint32 objectLength,
                               bool isUnicodeCharacter, bool isUTF8Character) noexcept {
     const uint64 declared = objectLength;
     switch (layout.rule) {
-        case kFixed:
-            return layout.fixedLength;
-        case kDeclared:
-            return declared;
-        case kDeclaredWithPrefix:
-            return declared + kLengthPrefixSize;
+        case kFixed: return layout.fixedLength;
+        case kDeclared: return declared;
+        case kDeclaredWithPrefix: return declared + kLengthPrefixSize;
         case kCharacters:
-        case kCharactersWithPrefix:
-            break;
+        case kCharactersWithPrefix: break;
     }
     const uint64 characters = declared + 1;  // with the terminator
     const uint64 bytes = isUnicodeCharacter ? characters * 4

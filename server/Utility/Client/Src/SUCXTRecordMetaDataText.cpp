@@ -175,10 +175,8 @@ void AppendColumnText(XTString& out, const XTFieldDescriptor& column, bool isWid
         case XTLongVarBinaryData:
         case XTObjectData:
         case XTMoneyData:
-        case XTDecimalData:
-            return;  // no text form
-        default:
-            SUGThrow(kMsgUnsupportedDataType, type);
+        case XTDecimalData: return;  // no text form
+        default: SUGThrow(kMsgUnsupportedDataType, type);
     }
 }
 
@@ -190,29 +188,20 @@ int64 XTRecordMetaData::GetInt64FromRecord(const unsigned char* record,
     const unsigned char* value = record + desc.GetByteOffset();
     const XTDataType type = desc.GetXTDataType();
     switch (type) {
-        case XTInt1Data:
-            return LoadValue<int8>(value);
-        case XTUInt1Data:
-            return LoadValue<uint8>(value);
-        case XTInt2Data:
-            return LoadValue<int16>(value);
-        case XTUInt2Data:
-            return LoadValue<uint16>(value);
-        case XTInt4Data:
-            return LoadValue<int32>(value);
-        case XTUInt4Data:
-            return LoadValue<uint32>(value);
-        case XTFloatData:
-            return TruncateToInt64(LoadValue<float>(value), type);
-        case XTDoubleData:
-            return TruncateToInt64(LoadValue<double>(value), type);
+        case XTInt1Data: return LoadValue<int8>(value);
+        case XTUInt1Data: return LoadValue<uint8>(value);
+        case XTInt2Data: return LoadValue<int16>(value);
+        case XTUInt2Data: return LoadValue<uint16>(value);
+        case XTInt4Data: return LoadValue<int32>(value);
+        case XTUInt4Data: return LoadValue<uint32>(value);
+        case XTFloatData: return TruncateToInt64(LoadValue<float>(value), type);
+        case XTDoubleData: return TruncateToInt64(LoadValue<double>(value), type);
         case XTNumericData: {
             TarvelNumber number;
             number.FromByteVector(value, value + TarvelNumber::kFieldLength);
             return number.asInt64();
         }
-        default:
-            SUGThrow(kMsgUnsupportedDataType, type);
+        default: SUGThrow(kMsgUnsupportedDataType, type);
     }
 }
 

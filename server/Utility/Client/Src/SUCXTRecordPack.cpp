@@ -98,9 +98,7 @@ uint32 XTRecordMetaData::PackRecordVersion1(unsigned char* bufferTo, const unsig
                 std::memcpy(out, value, column.GetObjectLength());
                 out += column.GetObjectLength();
                 break;
-            case WireKind::kChar:
-                out = PackChar(out, value, column, isUnicodeCharacter_);
-                break;
+            case WireKind::kChar: out = PackChar(out, value, column, isUnicodeCharacter_); break;
             case WireKind::kVarChar: {
                 const uint32 prefix = ReadCharacterLength(value, bDirectQuery);
                 uint64 copied = kPrefixLength;
@@ -136,8 +134,7 @@ uint32 XTRecordMetaData::PackRecordVersion1(unsigned char* bufferTo, const unsig
                     out = PackNumericDouble(out, value);
                 }
                 break;
-            case WireKind::kUnsupported:
-                break;  // refused by RuleOf
+            case WireKind::kUnsupported: break;  // refused by RuleOf
         }
     }
     if (anyNullable) {
@@ -154,7 +151,7 @@ namespace {
 // Format-2 packing of one column after another: the null bitmap bit, then
 // the value unless it is null.
 class Format2Packer {
-  public:
+public:
     Format2Packer(const unsigned char* bufferIn, unsigned char* bitmap, uint32 nullableCount,
                   bool numericAsBytes, bool recordIsWide, bool bDirectQuery)
         : m_bufferIn(bufferIn),
@@ -183,10 +180,8 @@ class Format2Packer {
             case WireKind::kDeclared:
                 std::memcpy(out, value, column.GetObjectLength());
                 return out + column.GetObjectLength();
-            case WireKind::kChar:
-                return PackChar(out, value, column, m_recordIsWide);
-            case WireKind::kVarChar:
-                return VarChar(column, value, out);
+            case WireKind::kChar: return PackChar(out, value, column, m_recordIsWide);
+            case WireKind::kVarChar: return VarChar(column, value, out);
             case WireKind::kVarBinary: {
                 const uint32 objectLength = column.GetObjectLength();
                 const uint32 prefix = ReadPrefix(value);
@@ -198,13 +193,12 @@ class Format2Packer {
             case WireKind::kNumeric:
                 return m_numericAsBytes ? PackNumericBytes(out, value, true)
                                         : PackNumericDouble(out, value);
-            case WireKind::kUnsupported:
-                break;  // refused by RuleOf
+            case WireKind::kUnsupported: break;  // refused by RuleOf
         }
         return out;
     }
 
-  private:
+private:
     // min(length, prefix) in the length field, at most that many characters
     // x 3 bytes of the text, and a zero byte; the prefix 0 alone.
     unsigned char* VarChar(const XTFieldDescriptor& column, const unsigned char* value,
@@ -307,28 +301,17 @@ uint64 XTRecordMetaData::GetMaxPackedRecordSize() const {
         if (column.GetNullOffset() != 0) ++nullable;
         values += rule.alignment;  // format 1's padding before the value
         switch (rule.kind) {
-            case WireKind::kFixed:
-                values += rule.fixedLength;
-                break;
-            case WireKind::kDeclared:
-                values += objectLength;
-                break;
-            case WireKind::kChar:
-                values += CharWireLength(column);
-                break;
+            case WireKind::kFixed: values += rule.fixedLength; break;
+            case WireKind::kDeclared: values += objectLength; break;
+            case WireKind::kChar: values += CharWireLength(column); break;
             // Format 1 sends at most the room, format 2 a length field of at
             // most 4 bytes instead of the prefix and one zero byte more.
             case WireKind::kVarChar:
                 values += CharacterRoom(column, isUnicodeCharacter_) + 1;
                 break;
-            case WireKind::kVarBinary:
-                values += objectLength + kPrefixLength;
-                break;
-            case WireKind::kNumeric:
-                values += kNumericLength;
-                break;
-            case WireKind::kUnsupported:
-                break;
+            case WireKind::kVarBinary: values += objectLength + kPrefixLength; break;
+            case WireKind::kNumeric: values += kNumericLength; break;
+            case WireKind::kUnsupported: break;
         }
     }
     nullable = std::max<uint64>(nullable, static_cast<uint64>(std::max(nullIndicatorCount_, 0)));

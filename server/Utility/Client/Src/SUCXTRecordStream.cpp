@@ -156,8 +156,7 @@ const unsigned char* XTRecordMetaData::FromByteVector(const unsigned char* offse
         static_cast<uint64>(static_cast<uint32>(fieldCount)) * kMinColumnStreamSize;
     if (fieldCount < 0 || needed > remaining)
         SUGThrow(kMsgTruncatedByteVector, "column streams", needed, remaining);
-    for (int32 i = 0; i < fieldCount; ++i)
-        p = SkipColumnStream(p, end);
+    for (int32 i = 0; i < fieldCount; ++i) p = SkipColumnStream(p, end);
 
     // Every item is present: read into a new description with this one's
     // tolerance of unknown types, and take it over only when it is complete.

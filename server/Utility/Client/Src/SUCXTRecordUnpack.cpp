@@ -117,8 +117,7 @@ const unsigned char* UnpackVersion1(const XTFieldDescriptorArray& columns, int32
                 in += total;
                 break;
             }
-            case WireKind::kUnsupported:
-                break;  // refused by RuleOf
+            case WireKind::kUnsupported: break;  // refused by RuleOf
         }
     }
     if (anyNullable) {
@@ -135,7 +134,7 @@ const unsigned char* UnpackVersion1(const XTFieldDescriptorArray& columns, int32
 // Format-2 unpacking of one column after another.
 template <class Input>
 class Format2Unpacker {
-  public:
+public:
     Format2Unpacker(unsigned char* bufferTo, const unsigned char* bitmap, uint32 nullableCount,
                     bool recordIsWide, const Input& input)
         : m_bufferTo(bufferTo),
@@ -172,8 +171,7 @@ class Format2Unpacker {
                 std::memcpy(value, in, std::min(wire, CharacterRoom(column, m_recordIsWide)));
                 return in + wire;
             }
-            case WireKind::kVarChar:
-                return VarChar(column, value, in);
+            case WireKind::kVarChar: return VarChar(column, value, in);
             case WireKind::kVarBinary: {
                 const uint32 objectLength = column.GetObjectLength();
                 const std::size_t width = LengthFieldWidth(objectLength);
@@ -185,37 +183,28 @@ class Format2Unpacker {
                 std::memcpy(value + kPrefixLength, in, std::min(prefix, objectLength));
                 return in + prefix;
             }
-            case WireKind::kNumeric:
-                return Numeric(value, in);
-            case WireKind::kUnsupported:
-                break;  // refused by RuleOf
+            case WireKind::kNumeric: return Numeric(value, in);
+            case WireKind::kUnsupported: break;  // refused by RuleOf
         }
         return in;
     }
 
-  private:
+private:
     // A null value: a zero length prefix, or zeros for the bytes the wire
     // would have carried.
     void Clear(const XTFieldDescriptor& column, const WireRule& rule, unsigned char* value) const {
         switch (rule.kind) {
             case WireKind::kVarChar:
             case WireKind::kVarBinary:
-            case WireKind::kNumeric:
-                std::memset(value, 0, kPrefixLength);
-                return;
-            case WireKind::kFixed:
-                std::memset(value, 0, rule.fixedLength);
-                return;
-            case WireKind::kDeclared:
-                std::memset(value, 0, column.GetObjectLength());
-                return;
+            case WireKind::kNumeric: std::memset(value, 0, kPrefixLength); return;
+            case WireKind::kFixed: std::memset(value, 0, rule.fixedLength); return;
+            case WireKind::kDeclared: std::memset(value, 0, column.GetObjectLength()); return;
             case WireKind::kChar:
                 std::memset(
                     value, 0,
                     std::min(CharWireLength(column), CharacterRoom(column, m_recordIsWide)));
                 return;
-            case WireKind::kUnsupported:
-                return;
+            case WireKind::kUnsupported: return;
         }
     }
 

@@ -58,21 +58,11 @@ inline constexpr std::array<WireRule, XTUnknown + 1> MakeWireRules() {
             kind = WireKind::kNumeric;
         } else if (layout.supported) {
             switch (layout.rule) {
-                case ByteLengthRule::kFixed:
-                    kind = WireKind::kFixed;
-                    break;
-                case ByteLengthRule::kDeclared:
-                    kind = WireKind::kDeclared;
-                    break;
-                case ByteLengthRule::kCharacters:
-                    kind = WireKind::kChar;
-                    break;
-                case ByteLengthRule::kCharactersWithPrefix:
-                    kind = WireKind::kVarChar;
-                    break;
-                case ByteLengthRule::kDeclaredWithPrefix:
-                    kind = WireKind::kVarBinary;
-                    break;
+                case ByteLengthRule::kFixed: kind = WireKind::kFixed; break;
+                case ByteLengthRule::kDeclared: kind = WireKind::kDeclared; break;
+                case ByteLengthRule::kCharacters: kind = WireKind::kChar; break;
+                case ByteLengthRule::kCharactersWithPrefix: kind = WireKind::kVarChar; break;
+                case ByteLengthRule::kDeclaredWithPrefix: kind = WireKind::kVarBinary; break;
             }
         }
         rules[code] = {kind, layout.alignment, static_cast<uint8>(layout.fixedLength)};
@@ -107,30 +97,14 @@ inline uint64 CharWireLength(const XTFieldDescriptor& column) {
 // Copies a value of a fixed length; the usual lengths as constant-size copies.
 inline void CopyFixed(unsigned char* to, const unsigned char* from, std::size_t length) {
     switch (length) {
-        case 1:
-            *to = *from;
-            return;
-        case 2:
-            std::memcpy(to, from, 2);
-            return;
-        case 4:
-            std::memcpy(to, from, 4);
-            return;
-        case 6:
-            std::memcpy(to, from, 6);
-            return;
-        case 8:
-            std::memcpy(to, from, 8);
-            return;
-        case 12:
-            std::memcpy(to, from, 12);
-            return;
-        case 16:
-            std::memcpy(to, from, 16);
-            return;
-        default:
-            std::memcpy(to, from, length);
-            return;
+        case 1: *to = *from; return;
+        case 2: std::memcpy(to, from, 2); return;
+        case 4: std::memcpy(to, from, 4); return;
+        case 6: std::memcpy(to, from, 6); return;
+        case 8: std::memcpy(to, from, 8); return;
+        case 12: std::memcpy(to, from, 12); return;
+        case 16: std::memcpy(to, from, 16); return;
+        default: std::memcpy(to, from, length); return;
     }
 }
 

@@ -80,8 +80,7 @@ struct ParsedInteger {
 ParsedInteger ParseLeadingInteger(std::wstring_view text, uint64 limit) noexcept {
     ParsedInteger parsed;
     std::size_t i = 0;
-    while (i < text.size() && BaseStringUtil::IsWhiteSpace(text[i]))
-        ++i;
+    while (i < text.size() && BaseStringUtil::IsWhiteSpace(text[i])) ++i;
     if (i < text.size() && (text[i] == L'+' || text[i] == L'-'))
         parsed.negative = text[i++] == L'-';
     for (; i < text.size() && text[i] >= L'0' && text[i] <= L'9'; ++i) {

@@ -65,10 +65,8 @@ bool IsIgnored(char c) noexcept {
 // Compares two charset names ignoring case, '-' and '_'.
 bool SameCharsetName(const char* a, const char* b) noexcept {
     for (;;) {
-        while (IsIgnored(*a))
-            ++a;
-        while (IsIgnored(*b))
-            ++b;
+        while (IsIgnored(*a)) ++a;
+        while (IsIgnored(*b)) ++b;
         if (FoldCase(*a) != FoldCase(*b)) return false;
         if (*a == '\0') return true;
         ++a;
@@ -129,13 +127,10 @@ const char* FindCharset(unsigned codePage) noexcept {
 std::size_t NarrowUnitBytes(unsigned codePage) noexcept {
     switch (codePage) {
         case 1200:
-        case 1201:
-            return 2;
+        case 1201: return 2;
         case 12000:
-        case 12001:
-            return 4;
-        default:
-            return 1;
+        case 12001: return 4;
+        default: return 1;
     }
 }
 

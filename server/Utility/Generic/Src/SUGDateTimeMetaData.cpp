@@ -79,7 +79,7 @@ bool IsDateField(EnDateTimeFormatType type) noexcept {
 // Collects the characters of a format: writes each into `buffer` when it has
 // room and counts them all, so a caller can tell that the text was cut.
 class TextWriter {
-  public:
+public:
     TextWriter(wchar_t* buffer, std::size_t capacity) noexcept
         : m_buffer(buffer), m_capacity(capacity) {}
 
@@ -88,8 +88,7 @@ class TextWriter {
         ++m_length;
     }
     void PutText(std::wstring_view text) noexcept {
-        for (wchar_t c : text)
-            Put(c);
+        for (wchar_t c : text) Put(c);
     }
     // `value` in decimal with at least `width` digits, '-' first when negative.
     void PutNumber(long long value, int width) noexcept {
@@ -104,18 +103,15 @@ class TextWriter {
             digits[count++] = static_cast<wchar_t>(L'0' + magnitude % 10);
             magnitude /= 10;
         } while (magnitude != 0);
-        for (int i = count; i < width; ++i)
-            Put(L'0');
-        while (count > 0)
-            Put(digits[--count]);
+        for (int i = count; i < width; ++i) Put(L'0');
+        while (count > 0) Put(digits[--count]);
     }
     void PutUnknown(std::size_t count) noexcept {
-        for (std::size_t i = 0; i < count; ++i)
-            Put(L'?');
+        for (std::size_t i = 0; i < count; ++i) Put(L'?');
     }
     std::size_t GetLength() const noexcept { return m_length; }
 
-  private:
+private:
     wchar_t* m_buffer;
     std::size_t m_capacity;
     std::size_t m_length = 0;
@@ -144,15 +140,9 @@ std::size_t FormatFields(const std::vector<DateTimeFormatToken>& tokens,
             continue;
         }
         switch (token.type_) {
-            case IntYear2Type:
-                writer.PutNumber((fields.year % 100 + 100) % 100, 2);
-                break;
-            case IntYear4Type:
-                writer.PutNumber(fields.year, 4);
-                break;
-            case IntMonthType:
-                writer.PutNumber(fields.month, 2);
-                break;
+            case IntYear2Type: writer.PutNumber((fields.year % 100 + 100) % 100, 2); break;
+            case IntYear4Type: writer.PutNumber(fields.year, 4); break;
+            case IntMonthType: writer.PutNumber(fields.month, 2); break;
             case CharShortMonthType:
                 if (monthValid) {
                     writer.PutText(kMonthNames[fields.month - 1].substr(0, kShortNameLength));
@@ -167,15 +157,11 @@ std::size_t FormatFields(const std::vector<DateTimeFormatToken>& tokens,
                     writer.PutUnknown(kShortNameLength);
                 }
                 break;
-            case IntDayOfYearType:
-                writer.PutNumber(dayOfYear, 3);
-                break;
+            case IntDayOfYearType: writer.PutNumber(dayOfYear, 3); break;
             case IntWeekOfYearType:
                 writer.PutNumber(dateValid ? WeekOfYear(dayOfYear) : 0, 2);
                 break;
-            case IntMonthDayType:
-                writer.PutNumber(fields.day, 2);
-                break;
+            case IntMonthDayType: writer.PutNumber(fields.day, 2); break;
             case CharShortDOWType:
                 if (dateValid) {
                     writer.PutText(kDayNames[dayOfWeek].substr(0, kShortNameLength));
@@ -190,9 +176,7 @@ std::size_t FormatFields(const std::vector<DateTimeFormatToken>& tokens,
                     writer.PutUnknown(kShortNameLength);
                 }
                 break;
-            case CharAmPmType:
-                writer.PutText(kAmPmNames[fields.hour >= 12 ? 1 : 0]);
-                break;
+            case CharAmPmType: writer.PutText(kAmPmNames[fields.hour >= 12 ? 1 : 0]); break;
             case IntHourType:
                 if (token.twelveHour_) {
                     const int hour = fields.hour % 12;
@@ -201,12 +185,8 @@ std::size_t FormatFields(const std::vector<DateTimeFormatToken>& tokens,
                     writer.PutNumber(fields.hour, 2);
                 }
                 break;
-            case IntMinuteType:
-                writer.PutNumber(fields.minute, 2);
-                break;
-            case IntSecondType:
-                writer.PutNumber(fields.second, 2);
-                break;
+            case IntMinuteType: writer.PutNumber(fields.minute, 2); break;
+            case IntSecondType: writer.PutNumber(fields.second, 2); break;
             case IntMilliSecondType:
             case IntNanoSecondType:
             case IntFractionalSecondType:
@@ -290,8 +270,7 @@ void DateTimeMetaData::SetDateTimeFormat(const XTString& format) {
         position += match->text.size();
     }
     // "hh" is on the 12-hour clock exactly when the format has a meridiem.
-    for (std::size_t index : hoursOnFormatClock)
-        tokens[index].twelveHour_ = hasAmPm;
+    for (std::size_t index : hoursOnFormatClock) tokens[index].twelveHour_ = hasAmPm;
 
     std::size_t totalLength = 0;
     bool hasDateFields = false;

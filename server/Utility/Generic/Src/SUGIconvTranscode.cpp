@@ -34,39 +34,31 @@ constexpr std::size_t kScratchBytes = 32;
 
 iconv_t OpenDescriptor(const char* charset, Direction direction) noexcept {
     switch (direction) {
-        case Direction::kNarrowToWide:
-            return iconv_open(kWideCharset, charset);
-        case Direction::kWideToNarrow:
-            return iconv_open(charset, kWideCharset);
-        case Direction::kNarrowToUtf16:
-            return iconv_open(kUtf16Charset, charset);
-        case Direction::kUtf16ToNarrow:
-            return iconv_open(charset, kUtf16Charset);
+        case Direction::kNarrowToWide: return iconv_open(kWideCharset, charset);
+        case Direction::kWideToNarrow: return iconv_open(charset, kWideCharset);
+        case Direction::kNarrowToUtf16: return iconv_open(kUtf16Charset, charset);
+        case Direction::kUtf16ToNarrow: return iconv_open(charset, kUtf16Charset);
     }
     return kNoDescriptor;
 }
 
 std::size_t DestinationUnitBytes(Direction direction) noexcept {
     switch (direction) {
-        case Direction::kNarrowToWide:
-            return sizeof(wchar_t);
-        case Direction::kNarrowToUtf16:
-            return sizeof(UTF16Char);
-        default:
-            return 1;
+        case Direction::kNarrowToWide: return sizeof(wchar_t);
+        case Direction::kNarrowToUtf16: return sizeof(UTF16Char);
+        default: return 1;
     }
 }
 
 // The descriptors of one thread, most recently opened first to be reused.
 // When full, the oldest entry is closed to make room.
 class DescriptorCache {
-  public:
+public:
     DescriptorCache() = default;
     DescriptorCache(const DescriptorCache&) = delete;
     DescriptorCache& operator=(const DescriptorCache&) = delete;
     ~DescriptorCache() {
-        for (Entry& entry : m_entries)
-            Close(entry);
+        for (Entry& entry : m_entries) Close(entry);
         m_closed = true;
     }
 
@@ -94,7 +86,7 @@ class DescriptorCache {
         return descriptor;
     }
 
-  private:
+private:
     static constexpr unsigned kEntries = 8;
     struct Entry {
         unsigned codePage = 0;

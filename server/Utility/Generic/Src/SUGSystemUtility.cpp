@@ -195,8 +195,7 @@ bool SystemUtility::GetFirstLineFromFile(const XTString& path, XTString& line) {
     if (!ReadPath(path, contents, true)) return false;
     std::size_t begin = 0;
     std::size_t end = 0;
-    while (end < contents.size() && contents[end] != '\n')
-        ++end;
+    while (end < contents.size() && contents[end] != '\n') ++end;
     if (end > 0 && contents[end - 1] == '\r' && end < contents.size()) --end;
     static constexpr char kUtf8ByteOrderMark[] = "\xEF\xBB\xBF";
     if (end >= 3 && XTNString(contents.data(), 3) == kUtf8ByteOrderMark) begin = 3;
@@ -209,8 +208,7 @@ bool SystemUtility::GetFirstLineFromFile(const XTString& path, XTString& line) {
 XTString SystemUtility::GetTempDirectory() {
     XTNString directory;
     if (Getenv("TMPDIR", directory) && !directory.empty() && IsNarrowDirectory(directory)) {
-        while (directory.size() > 1 && directory.back() == '/')
-            directory.pop_back();
+        while (directory.size() > 1 && directory.back() == '/') directory.pop_back();
         XTString wide;
         if (ToWide(directory, wide, kDefaultCodePage)) return wide;
     }

@@ -100,8 +100,7 @@ DecimalStatus FromDecimalDigits(bool negative, const char* decimal, int count, i
     } else {
         pairPoint = point / 2;
     }
-    for (int i = 0; i < count; ++i)
-        padded[paddedCount++] = decimal[i];
+    for (int i = 0; i < count; ++i) padded[paddedCount++] = decimal[i];
 
     const int kMax = TarvelNumber::kMaxDigitCount;
     int pairCount = std::min(kMax, (paddedCount + 1) / 2);
@@ -114,8 +113,7 @@ DecimalStatus FromDecimalDigits(bool negative, const char* decimal, int count, i
     // at least 5: round the magnitude up.
     if (paddedCount > 2 * kMax && padded[2 * kMax] >= '5') {
         int i = kMax - 1;
-        while (i >= 0 && form.digits[i] == 99)
-            form.digits[i--] = 0;
+        while (i >= 0 && form.digits[i] == 99) form.digits[i--] = 0;
         if (i >= 0) {
             ++form.digits[i];
         } else {  // 99.99..99 rounds to 100
@@ -124,8 +122,7 @@ DecimalStatus FromDecimalDigits(bool negative, const char* decimal, int count, i
             ++pairPoint;
         }
     }
-    while (form.digits[pairCount - 1] == 0)
-        --pairCount;
+    while (form.digits[pairCount - 1] == 0) --pairCount;
 
     const int64 exponent = pairPoint - 1;
     if (exponent > TarvelNumber::kMaxExponent) return DecimalStatus::kOverflow;
@@ -152,8 +149,7 @@ bool IsDigit(Char c) noexcept {
 // Parses [white space][sign]digits[.digits][e|E[sign]digits][white space].
 template <class Char>
 DecimalStatus ParseDecimalText(const Char* p, const Char* end, DigitForm& form) noexcept {
-    while (p < end && IsSpace(*p))
-        ++p;
+    while (p < end && IsSpace(*p)) ++p;
     bool negative = false;
     if (p < end && (*p == '+' || *p == '-')) negative = *p++ == '-';
 
@@ -192,8 +188,7 @@ DecimalStatus ParseDecimalText(const Char* p, const Char* end, DigitForm& form) 
             if (exponent < kPointClamp * 1000) exponent = exponent * 10 + (*p - '0');
         point += exponentNegative ? -exponent : exponent;
     }
-    while (p < end && IsSpace(*p))
-        ++p;
+    while (p < end && IsSpace(*p)) ++p;
     if (p != end) return DecimalStatus::kSyntax;
 
     if (!significant) {
@@ -236,8 +231,7 @@ Char* CopyText(const unsigned char* image, std::size_t length, Char* first, Char
     const std::size_t count = FormatPlain(image, length, text);
     if (first == nullptr || last < first || static_cast<std::size_t>(last - first) < count)
         return nullptr;
-    for (std::size_t i = 0; i < count; ++i)
-        first[i] = static_cast<Char>(text[i]);
+    for (std::size_t i = 0; i < count; ++i) first[i] = static_cast<Char>(text[i]);
     return first + count;
 }
 
@@ -284,8 +278,7 @@ void TarvelNumber::SetDigits(bool negative, int exponent, const unsigned char* d
         }
     } else {
         m_image[0] = static_cast<unsigned char>(kPositiveExponentBias + exponent);
-        for (int i = 0; i < count; ++i)
-            m_image[1 + i] = static_cast<unsigned char>(digits[i] + 1);
+        for (int i = 0; i < count; ++i) m_image[1 + i] = static_cast<unsigned char>(digits[i] + 1);
         m_length = static_cast<unsigned char>(count + 1);
     }
 }
@@ -299,11 +292,9 @@ void TarvelNumber::SetUnsigned(unsigned long long magnitude, bool negative) noex
         magnitude /= 100;
     }
     int lowest = 0;
-    while (lowest < count && reversed[lowest] == 0)
-        ++lowest;
+    while (lowest < count && reversed[lowest] == 0) ++lowest;
     unsigned char digits[10];
-    for (int i = count - 1; i >= lowest; --i)
-        digits[count - 1 - i] = reversed[i];
+    for (int i = count - 1; i >= lowest; --i) digits[count - 1 - i] = reversed[i];
     SetDigits(negative, count - 1, digits, count - lowest);
 }
 

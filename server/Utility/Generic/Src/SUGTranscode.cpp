@@ -45,8 +45,7 @@ inline void WidenBlock(std::uint64_t word, Unit* out) noexcept {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4), _mm_unpackhi_epi16(units16, zero));
     }
 #else
-    for (int i = 0; i < 8; ++i)
-        out[i] = static_cast<Unit>((word >> (8 * i)) & 0xFF);
+    for (int i = 0; i < 8; ++i) out[i] = static_cast<Unit>((word >> (8 * i)) & 0xFF);
 #endif
 }
 
@@ -87,8 +86,7 @@ inline bool PackBlock(const Unit* p, std::uint64_t& bytes) noexcept {
 template <class Unit>
 inline int AsciiPrefix(const Unit* p) noexcept {
     int count = 0;
-    while (static_cast<std::uint32_t>(p[count]) < 0x80)
-        ++count;
+    while (static_cast<std::uint32_t>(p[count]) < 0x80) ++count;
     return count;
 }
 
@@ -118,8 +116,7 @@ template <class Unit>
                 if (end - p >= 32) {
                     WidenBlock(word, out);
                 } else {
-                    for (int i = 0; i < ascii; ++i)
-                        out[i] = static_cast<Unit>(p[i]);
+                    for (int i = 0; i < ascii; ++i) out[i] = static_cast<Unit>(p[i]);
                 }
                 p += ascii;
                 out += ascii;
@@ -317,8 +314,7 @@ template <class Unit>
 int Latin1ToUnits(const unsigned char* source, std::size_t length, Unit* destination,
                   std::size_t capacity) noexcept {
     const std::size_t count = length < capacity ? length : capacity;
-    for (std::size_t i = 0; i < count; ++i)
-        destination[i] = static_cast<Unit>(source[i]);
+    for (std::size_t i = 0; i < count; ++i) destination[i] = static_cast<Unit>(source[i]);
     return count < length ? 0 : static_cast<int>(count);
 }
 
@@ -339,8 +335,7 @@ int UnitsToLatin1(const Unit* source, std::size_t length, unsigned char* destina
 template <class Unit>
 std::size_t TerminatedLength(const Unit* source) noexcept {
     std::size_t length = 0;
-    while (source[length] != 0)
-        ++length;
+    while (source[length] != 0) ++length;
     return length;
 }
 
@@ -352,8 +347,7 @@ std::size_t TerminatedNarrowLength(const char* source, unsigned codePage) noexce
     std::size_t offset = 0;
     for (;;) {
         bool zero = true;
-        for (std::size_t i = 0; i < unitBytes; ++i)
-            zero = zero && source[offset + i] == 0;
+        for (std::size_t i = 0; i < unitBytes; ++i) zero = zero && source[offset + i] == 0;
         offset += unitBytes;
         if (zero) return offset;
     }
@@ -395,12 +389,10 @@ inline int NarrowToUnitsByHand(const char* source, std::size_t length, Unit* des
                                std::size_t capacity, unsigned codePage) noexcept {
     const auto* bytes = reinterpret_cast<const unsigned char*>(source);
     switch (codePage) {
-        case SystemUtility::kUTF8CodePage:
-            return Utf8ToUnits(bytes, length, destination, capacity);
+        case SystemUtility::kUTF8CodePage: return Utf8ToUnits(bytes, length, destination, capacity);
         case SystemUtility::kLatin1CodePage:
             return Latin1ToUnits(bytes, length, destination, capacity);
-        default:
-            return kNotHandWritten;
+        default: return kNotHandWritten;
     }
 }
 
@@ -409,12 +401,9 @@ inline int UnitsToNarrowByHand(const Unit* source, std::size_t length, char* des
                                std::size_t capacity, unsigned codePage) noexcept {
     auto* bytes = reinterpret_cast<unsigned char*>(destination);
     switch (codePage) {
-        case SystemUtility::kUTF8CodePage:
-            return UnitsToUtf8(source, length, bytes, capacity);
-        case SystemUtility::kLatin1CodePage:
-            return UnitsToLatin1(source, length, bytes, capacity);
-        default:
-            return kNotHandWritten;
+        case SystemUtility::kUTF8CodePage: return UnitsToUtf8(source, length, bytes, capacity);
+        case SystemUtility::kLatin1CodePage: return UnitsToLatin1(source, length, bytes, capacity);
+        default: return kNotHandWritten;
     }
 }
 

@@ -10,8 +10,7 @@ void AppendNumber(XTString& text, long long value, int width) {
     char digits[32];
     const int length =
         std::snprintf(digits, sizeof digits, "%0*lld", value < 0 ? width + 1 : width, value);
-    for (int i = 0; i < length; ++i)
-        text.push_back(static_cast<wchar_t>(digits[i]));
+    for (int i = 0; i < length; ++i) text.push_back(static_cast<wchar_t>(digits[i]));
 }
 
 void AppendDate(XTString& text, int year, unsigned month, unsigned day) {

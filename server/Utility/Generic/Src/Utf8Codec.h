@@ -12,7 +12,8 @@ namespace xts::utf8 {
 // Decodes the character at `p` (which must be below `end`). Returns the bytes
 // it takes (1 to 4) and stores the character, or returns 0 when the bytes at
 // `p` are not a complete, valid sequence.
-inline int DecodeOne(const unsigned char* p, const unsigned char* end, char32_t& character) noexcept {
+inline int DecodeOne(const unsigned char* p, const unsigned char* end,
+                     char32_t& character) noexcept {
     const unsigned lead = p[0];
     if (lead < 0x80) {
         character = lead;

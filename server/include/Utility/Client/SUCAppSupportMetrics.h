@@ -41,7 +41,7 @@ inline constexpr unsigned int kKnownAppTypeCount = 4;
 // The remote interface version: the fallback protocol version wherever a
 // version table has no entry.
 class XTS_EXPORT xTS_RemoteInterfaceDefn {
-  public:
+public:
     static constexpr unsigned int GetRemoteInterfaceVersion() noexcept { return 6; }
 };
 
@@ -65,7 +65,7 @@ extern XTS_EXPORT AppVersionMapType g_appMinMaxVersionMap;
 // anywhere may build AppVersionOption objects. Constructing a further
 // instance rewrites the four rows and keeps any added row.
 class XTS_EXPORT AppVersionInitializer {
-  public:
+public:
     AppVersionInitializer();
 };
 extern XTS_EXPORT AppVersionInitializer g_appVersionInitializer;
@@ -74,7 +74,7 @@ extern XTS_EXPORT AppVersionInitializer g_appVersionInitializer;
 // speaks, and the version settled by the last successful IsSupportedVersion.
 // The fields are public: record packers read them directly.
 class XTS_EXPORT VersionOption {
-  public:
+public:
     VersionOption() noexcept = default;
     VersionOption(unsigned int clientVersion, unsigned int serverVersion,
                   unsigned int chosenVersion) noexcept;
@@ -109,7 +109,7 @@ class XTS_EXPORT VersionOption {
 // Byte vector: application type and call-level version first, then the three
 // base items (unsigned 32-bit each).
 class XTS_EXPORT AppVersionOption : public VersionOption {
-  public:
+public:
     static constexpr unsigned int kDefaultClientOdbcVersion = 2;
     // The client version for which packers use the numeric special case.
     static constexpr unsigned int kNumericSpecialCaseClientVersion = 8;
@@ -173,7 +173,7 @@ using SessionValueList = std::list<std::pair<String, String>>;
 // Byte vector: the option (5 items), the number of entries (signed 32-bit),
 // then each key and value as wide-string items in the map's order.
 class XTS_EXPORT SessionValueMap {
-  public:
+public:
     SessionValueMap() = default;
     SessionValueMap(const SessionValueMap& other) = default;
     SessionValueMap& operator=(const SessionValueMap& other) = default;
@@ -206,7 +206,7 @@ class XTS_EXPORT SessionValueMap {
     // with the declared entry count.
     const unsigned char* FromByteVector(const unsigned char* p, const unsigned char* end);
 
-  private:
+private:
     SessionValueMapType m_map;
     AppVersionOption m_option;
 };

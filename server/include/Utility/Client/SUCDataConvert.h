@@ -30,15 +30,15 @@
 #include "Utility/Client/SUCXTDataTypes.h"
 #include "Utility/Generic/SUGDataBlobUtil.h"
 #include "Utility/Generic/SUGDateTimeMetaData.h"
-#include "Utility/Generic/SUGXTDateTime.h"
 #include "Utility/Generic/SUGExport.h"
+#include "Utility/Generic/SUGXTDateTime.h"
 #include "Utility/Generic/SUGXTString.h"
 
 // Options for character data, passed by value to every converter.
 struct DataConvertParams {
     int32 charDataToDataCode = kCharDataNarrowCode;    // encoding of text in the target
     int32 charDataFromDataCode = kCharDataNarrowCode;  // encoding of text in the source
-    bool bTwoByteToFourByte = false;    // a wide source holds 16-bit units to widen
+    bool bTwoByteToFourByte = false;                   // a wide source holds 16-bit units to widen
     bool bAvoidPaddingToChar = false;   // no blank padding into a fixed narrow target
     bool bAvoidRtrimToVarChar = false;  // keep trailing blanks into a variable target
 };
@@ -92,10 +92,10 @@ public:
 
 class XTS_EXPORT SUDataConvert {
 public:
-#define XT_DECLARE_CONVERTER(name)                                                          \
-    static void name(DataConvertParams cvtParams, const unsigned char* from,                \
-                     uint32 fromLength, uint8 fromIsNull, unsigned char* to, uint32 toLength, \
-                     uint8& toIsNull, uint64& returnLength);
+#define XT_DECLARE_CONVERTER(name)                                                              \
+    static void name(DataConvertParams cvtParams, const unsigned char* from, uint32 fromLength, \
+                     uint8 fromIsNull, unsigned char* to, uint32 toLength, uint8& toIsNull,     \
+                     uint64& returnLength);
 #define XT_DECLARE_PLAIN(S, D) XT_DECLARE_CONVERTER(Convert##S##To##D)
 #define XT_DECLARE_NULLABLE_TO_PLAIN(S, D) XT_DECLARE_CONVERTER(Convert##S##NullableTo##D)
 #define XT_DECLARE_NULLABLE_TO_NULLABLE(S, D) \
@@ -196,7 +196,9 @@ public:
     // The process-wide regional switch of date and time formatting: on when
     // `value` is the affirmative word, ignoring case; off otherwise.
     static void SetRegionalSetting(const XTNString& value);
-    static bool GetRegionalSetting() noexcept { return bRegionalSetting_; }
+    static bool GetRegionalSetting() noexcept {
+        return bRegionalSetting_;
+    }
 
     // Date and time text by the operating system's locale (the current
     // LC_TIME): the date, the time, or the date, a blank and the time. Return
@@ -210,8 +212,12 @@ public:
     // for start-up, before conversions run on other threads.
     static void InitializeMetaData(XTString& dateFormat, XTString& timeFormat,
                                    XTString& dateTimeFormat);
-    static DateTimeMetaData& GetDefaultDateMetaData() noexcept { return defaultDateMetaData_; }
-    static DateTimeMetaData& GetDefaultTimeMetaData() noexcept { return defaultTimeMetaData_; }
+    static DateTimeMetaData& GetDefaultDateMetaData() noexcept {
+        return defaultDateMetaData_;
+    }
+    static DateTimeMetaData& GetDefaultTimeMetaData() noexcept {
+        return defaultTimeMetaData_;
+    }
     static DateTimeMetaData& GetDefaultDateTimeMetaData() noexcept {
         return defaultDateTimeMetaData_;
     }

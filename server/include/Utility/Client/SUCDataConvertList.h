@@ -36,26 +36,26 @@
     F(S, Float64)
 
 // Numbers among each other, to Numeric and from Numeric.
-#define XT_NUMERIC_CONVERTERS(F3, F2, FP, FNP, FNN) \
-    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Bit)          \
-    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Boolean)      \
-    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Int8)         \
-    XT_CONVERTER_TO_FIXED_NUMBERS(F3, UnsignedInt8) \
-    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Int16)        \
+#define XT_NUMERIC_CONVERTERS(F3, F2, FP, FNP, FNN)  \
+    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Bit)           \
+    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Boolean)       \
+    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Int8)          \
+    XT_CONVERTER_TO_FIXED_NUMBERS(F3, UnsignedInt8)  \
+    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Int16)         \
     XT_CONVERTER_TO_FIXED_NUMBERS(F3, UnsignedInt16) \
-    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Int32)        \
+    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Int32)         \
     XT_CONVERTER_TO_FIXED_NUMBERS(F3, UnsignedInt32) \
-    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Float32)      \
-    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Float64)      \
-    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Numeric)      \
-    F3(Int8, Numeric)                               \
-    F3(UnsignedInt8, Numeric)                       \
-    F3(Int16, Numeric)                              \
-    F3(UnsignedInt16, Numeric)                      \
-    F3(Int32, Numeric)                              \
-    F3(UnsignedInt32, Numeric)                      \
-    F3(Float32, Numeric)                            \
-    F3(Float64, Numeric)                            \
+    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Float32)       \
+    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Float64)       \
+    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Numeric)       \
+    F3(Int8, Numeric)                                \
+    F3(UnsignedInt8, Numeric)                        \
+    F3(Int16, Numeric)                               \
+    F3(UnsignedInt16, Numeric)                       \
+    F3(Int32, Numeric)                               \
+    F3(UnsignedInt32, Numeric)                       \
+    F3(Float32, Numeric)                             \
+    F3(Float64, Numeric)                             \
     F3(Numeric, Numeric)
 
 // F(S, Char) .. F(S, LongVarXTChar): the six in-record text words as targets.
@@ -68,72 +68,72 @@
     F(S, LongVarXTChar)
 
 // Text to and from numbers, text among its forms, and binary values.
-#define XT_CHARACTER_CONVERTERS(F3, F2, FP, FNP, FNN)   \
-    F3(Bit, Char)                                       \
-    F3(Bit, XTChar)                                     \
-    F3(Bit, VarXTChar)                                  \
-    F3(Boolean, Char)                                   \
-    F3(Boolean, XTChar)                                 \
-    F3(Boolean, VarXTChar)                              \
-    F3(Int8, Char)                                      \
-    F3(Int8, XTChar)                                    \
-    F3(Int8, VarXTChar)                                 \
-    F3(UnsignedInt8, Char)                              \
-    F3(UnsignedInt8, XTChar)                            \
-    F3(UnsignedInt8, VarXTChar)                         \
-    F3(Int16, Char)                                     \
-    F3(Int16, XTChar)                                   \
-    F3(Int16, VarXTChar)                                \
-    F3(UnsignedInt16, Char)                             \
-    F3(UnsignedInt16, XTChar)                           \
-    F3(UnsignedInt16, VarXTChar)                        \
-    F3(Int32, Char)                                     \
-    F3(Int32, XTChar)                                   \
-    F3(Int32, VarXTChar)                                \
-    F3(UnsignedInt32, Char)                             \
-    F3(UnsignedInt32, XTChar)                           \
-    F3(UnsignedInt32, VarXTChar)                        \
-    F3(Float32, Char)                                   \
-    F3(Float32, XTChar)                                 \
-    F3(Float32, VarXTChar)                              \
-    F3(Float64, Char)                                   \
-    F3(Float64, XTChar)                                 \
-    F3(Float64, VarChar)                                \
-    F3(Float64, VarXTChar)                              \
-    F3(Numeric, XTChar)                                 \
-    F3(Numeric, VarXTChar)                              \
-    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Char)             \
-    XT_CONVERTER_TO_FIXED_NUMBERS(F3, XTChar)           \
-    XT_CONVERTER_TO_FIXED_NUMBERS(F3, VarXTChar)        \
-    FNN(VarChar, Int16)                                 \
-    FNN(Char, Numeric)                                  \
-    FNP(ExternalVarChar, Numeric)                       \
-    F3(ExternalChar, Numeric)                           \
-    XT_CONVERTER_TO_TEXT(F3, Char)                      \
-    XT_CONVERTER_TO_TEXT(F3, XTChar)                    \
-    XT_CONVERTER_TO_TEXT(F3, VarXTChar)                 \
-    XT_CONVERTER_TO_TEXT(F3, LongVarXTChar)             \
-    F2(VarChar, Char)                                   \
-    F3(VarChar, VarXTChar)                              \
-    F3(VarChar, LongVarChar)                            \
-    F2(LongVarChar, Char)                               \
-    F3(LongVarChar, LongVarChar)                        \
-    F3(LongVarChar, LongVarXTChar)                      \
-    FP(LongVarXTChar, ExternalVarChar)                  \
-    F2(ExternalChar, Char)                              \
-    F2(ExternalChar, VarChar)                           \
-    F3(ExternalVarChar, XTChar)                         \
-    F3(ExternalVarChar, VarXTChar)                      \
-    FP(ExternalVarChar, LongVarXTChar)                  \
-    FNP(ExternalVarChar, LongVarXTChar)                 \
-    F2(ExternalVarXTChar, XTChar)                       \
-    F2(ExternalVarXTChar, VarXTChar)                    \
-    FP(ExternalVarXTChar, LongVarXTChar)                \
-    F3(Binary, Binary)                                  \
-    F3(Binary, VarBinary)                               \
-    F3(Binary, LongVarBinary)                           \
-    F3(VarBinary, VarBinary)                            \
-    F3(VarBinary, LongVarBinary)                        \
+#define XT_CHARACTER_CONVERTERS(F3, F2, FP, FNP, FNN) \
+    F3(Bit, Char)                                     \
+    F3(Bit, XTChar)                                   \
+    F3(Bit, VarXTChar)                                \
+    F3(Boolean, Char)                                 \
+    F3(Boolean, XTChar)                               \
+    F3(Boolean, VarXTChar)                            \
+    F3(Int8, Char)                                    \
+    F3(Int8, XTChar)                                  \
+    F3(Int8, VarXTChar)                               \
+    F3(UnsignedInt8, Char)                            \
+    F3(UnsignedInt8, XTChar)                          \
+    F3(UnsignedInt8, VarXTChar)                       \
+    F3(Int16, Char)                                   \
+    F3(Int16, XTChar)                                 \
+    F3(Int16, VarXTChar)                              \
+    F3(UnsignedInt16, Char)                           \
+    F3(UnsignedInt16, XTChar)                         \
+    F3(UnsignedInt16, VarXTChar)                      \
+    F3(Int32, Char)                                   \
+    F3(Int32, XTChar)                                 \
+    F3(Int32, VarXTChar)                              \
+    F3(UnsignedInt32, Char)                           \
+    F3(UnsignedInt32, XTChar)                         \
+    F3(UnsignedInt32, VarXTChar)                      \
+    F3(Float32, Char)                                 \
+    F3(Float32, XTChar)                               \
+    F3(Float32, VarXTChar)                            \
+    F3(Float64, Char)                                 \
+    F3(Float64, XTChar)                               \
+    F3(Float64, VarChar)                              \
+    F3(Float64, VarXTChar)                            \
+    F3(Numeric, XTChar)                               \
+    F3(Numeric, VarXTChar)                            \
+    XT_CONVERTER_TO_FIXED_NUMBERS(F3, Char)           \
+    XT_CONVERTER_TO_FIXED_NUMBERS(F3, XTChar)         \
+    XT_CONVERTER_TO_FIXED_NUMBERS(F3, VarXTChar)      \
+    FNN(VarChar, Int16)                               \
+    FNN(Char, Numeric)                                \
+    FNP(ExternalVarChar, Numeric)                     \
+    F3(ExternalChar, Numeric)                         \
+    XT_CONVERTER_TO_TEXT(F3, Char)                    \
+    XT_CONVERTER_TO_TEXT(F3, XTChar)                  \
+    XT_CONVERTER_TO_TEXT(F3, VarXTChar)               \
+    XT_CONVERTER_TO_TEXT(F3, LongVarXTChar)           \
+    F2(VarChar, Char)                                 \
+    F3(VarChar, VarXTChar)                            \
+    F3(VarChar, LongVarChar)                          \
+    F2(LongVarChar, Char)                             \
+    F3(LongVarChar, LongVarChar)                      \
+    F3(LongVarChar, LongVarXTChar)                    \
+    FP(LongVarXTChar, ExternalVarChar)                \
+    F2(ExternalChar, Char)                            \
+    F2(ExternalChar, VarChar)                         \
+    F3(ExternalVarChar, XTChar)                       \
+    F3(ExternalVarChar, VarXTChar)                    \
+    FP(ExternalVarChar, LongVarXTChar)                \
+    FNP(ExternalVarChar, LongVarXTChar)               \
+    F2(ExternalVarXTChar, XTChar)                     \
+    F2(ExternalVarXTChar, VarXTChar)                  \
+    FP(ExternalVarXTChar, LongVarXTChar)              \
+    F3(Binary, Binary)                                \
+    F3(Binary, VarBinary)                             \
+    F3(Binary, LongVarBinary)                         \
+    F3(VarBinary, VarBinary)                          \
+    F3(VarBinary, LongVarBinary)                      \
     F3(LongVarBinary, LongVarBinary)
 
 // Dates and times among each other and to and from text.
@@ -167,7 +167,7 @@
     F2(ExternalChar, Time)                           \
     F2(ExternalChar, DateTime)
 
-#define XT_ALL_CONVERTERS(F3, F2, FP, FNP, FNN)     \
+#define XT_ALL_CONVERTERS(F3, F2, FP, FNP, FNN)   \
     XT_NUMERIC_CONVERTERS(F3, F2, FP, FNP, FNN)   \
     XT_CHARACTER_CONVERTERS(F3, F2, FP, FNP, FNN) \
     XT_DATETIME_CONVERTERS(F3, F2, FP, FNP, FNN)

@@ -28,7 +28,7 @@ struct XTS_EXPORT DefaultSingletonFactory<SQLKeywordsSet, true> {
 // is built once per process, on the first IsKeyword, by whichever thread gets
 // there first, and is read-only afterwards.
 class XTS_EXPORT SQLKeyWords {
-  public:
+public:
     // The number of keyword rows in the raw table; a further empty string
     // ends it. "LEFT" and "RIGHT" appear twice, so the set holds two fewer.
     static constexpr int kReservedKeyWordRows = 383;

@@ -20,7 +20,7 @@ inline constexpr int MAX_NCHAR_PER_WCHAR = 4;
 // buffer never holds a 0 unit. Copying, assigning and reading are safe from
 // several threads at once (the storage never changes).
 class XTS_EXPORT UTF16String {
-  public:
+public:
     // The empty rope (holds no storage).
     UTF16String() noexcept = default;
     // The units of `zeroTerminated` up to its first 0 unit; a null pointer
@@ -45,7 +45,7 @@ class XTS_EXPORT UTF16String {
         return m_units != nullptr && m_units == other.m_units;
     }
 
-  private:
+private:
     std::shared_ptr<const UTF16Char[]> m_units;
     std::size_t m_size = 0;
 };
@@ -63,7 +63,7 @@ class XTS_EXPORT UTF16String {
 // (invalid input, an unknown code page) is a programming error: the process
 // aborts through the assertion handler.
 class XTS_EXPORT UTF16StringUtil {
-  public:
+public:
     // Each wide unit contributes its low 16 bits.
     static void XTStringToUTF16String(XTString const& from, UTF16String& to);
     // A null or empty text gives the empty rope.

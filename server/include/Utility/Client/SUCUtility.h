@@ -36,7 +36,7 @@ enum MachineType : int32 {
 // DateTime and TimeStamp; the first 32 bits of Binary in the raw-buffer forms
 // only. Every other type is left as it is.
 class XTS_EXPORT SUDataMarshaller {
-  public:
+public:
     // The byte order of this build's machine, a constant.
     static constexpr MachineType GetMachineType() noexcept {
         return std::endian::native == std::endian::little ? kLittleEndian : kBigEndian;

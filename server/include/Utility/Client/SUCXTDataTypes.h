@@ -73,7 +73,7 @@ XTS_EXPORT extern XTString g_sMaxFieldSize;
 // the empty display name, the single word "BAD" and "false" from every
 // predicate.
 class XTS_EXPORT SUXTDataTypeUtility {
-  public:
+public:
     // Per-column override of the character encoding a record layout would
     // otherwise give the column.
     enum ColumnUnicodeProperty : int32 {
@@ -168,7 +168,7 @@ class XTS_EXPORT SUXTDataTypeUtility {
     // a non-negative number at load. The stored text is parsed on every call.
     static uint32 GetMaxFieldSize() noexcept;
 
-  private:
+private:
     static constexpr bool InRange(XTDataType type, uint32 first, uint32 last) noexcept {
         const auto value = static_cast<uint32>(type);
         return value >= first && value <= last;

@@ -26,8 +26,8 @@ XTS_EXPORT extern bool g_bAvoidRightTrimVarChar;
 // A caller's length cell (a signed 64-bit length, as call-level interfaces use).
 using XTLengthCell = int64;
 // Values of a caller's length cell with a meaning of their own.
-inline constexpr XTLengthCell kXTNullData = -1;       // the value is null
-inline constexpr XTLengthCell kXTNullTerminated = -3; // zero-terminated: measure it
+inline constexpr XTLengthCell kXTNullData = -1;        // the value is null
+inline constexpr XTLengthCell kXTNullTerminated = -3;  // zero-terminated: measure it
 
 // One bound column's conversion: the converter, its parameters and where the
 // result goes.
@@ -58,7 +58,9 @@ public:
             fieldConvert_(cvtParams_, fromFieldData, fromFieldSize, fromIsNull, toReturnFieldData_,
                           toFieldMaxSize_, *toReturnNullIndicator_, *toReturnDataLength_);
     }
-    void SetAvoidPadding(bool bAvoidPadding) noexcept { cvtParams_.bAvoidPaddingToChar = bAvoidPadding; }
+    void SetAvoidPadding(bool bAvoidPadding) noexcept {
+        cvtParams_.bAvoidPaddingToChar = bAvoidPadding;
+    }
 
     int32 GetCharDataWhatCode() const noexcept { return charDataWhatCode_; }
     DataConvert_t GetConvertFunction() const noexcept { return fieldConvert_; }

@@ -38,7 +38,7 @@ struct XTSimpleFieldDescriptor {
 // Type, precision, scale and nullability of a column as one comparable value.
 // The type is kept in one byte.
 class XTS_EXPORT XTTypeInfoBase {
-  public:
+public:
     XTTypeInfoBase() noexcept = default;
     XTTypeInfoBase(XTDataType type, int32 precision, int16 scale, uint8 nullable) noexcept
         : precision_(precision),
@@ -65,7 +65,7 @@ class XTS_EXPORT XTTypeInfoBase {
                nullable_ < other.nullable_;
     }
 
-  protected:
+protected:
     int32 precision_ = 0;
     int16 scale_ = 0;
     uint8 type_ = static_cast<uint8>(XTUnknown);
@@ -83,7 +83,7 @@ class XTS_EXPORT XTTypeInfoBase {
 // it with the real offset of the null indicator byte. Either way, non-zero
 // means "nullable".
 class XTS_EXPORT XTFieldDescriptor : public RefCountable {
-  public:
+public:
     using ColumnUnicodeProperty = SUXTDataTypeUtility::ColumnUnicodeProperty;
 
     // Type XTUnknown, every number 0, empty names, the record's default
@@ -181,7 +181,7 @@ class XTS_EXPORT XTFieldDescriptor : public RefCountable {
     void SetNullOffset(uint32 nullOffset) noexcept { nullOffset_ = nullOffset; }
     void SetTextOffset(uint32 textOffset) noexcept { textOffset_ = textOffset; }
 
-  protected:
+protected:
     int16 fieldId_ = 0;
     XTDataType xtDataType_ = XTUnknown;
     uint32 objectLength_ = 0;
@@ -210,7 +210,7 @@ XTS_EXPORT extern bool bIsDivisorPowerOfTwo;
 // or lays out a description at a time. Descriptors shared with another
 // description (SetFieldDescriptor) are rewritten by either one's layout.
 class XTS_EXPORT XTRecordMetaData {
-  public:
+public:
     using ColumnUnicodeProperty = SUXTDataTypeUtility::ColumnUnicodeProperty;
 
     static const XTString s_kNullString;       // ""
@@ -464,7 +464,7 @@ class XTS_EXPORT XTRecordMetaData {
     // "--RecordMetadata--", the wide flag, then every column numbered from 1.
     XTString ToString() const;
 
-  protected:
+protected:
     // The body of both layout passes.
     void GenerateFieldOffset(bool isUnicodeCharacter, bool isAligned,
                              int32 forceDoubleWordAlignmentAt);

@@ -29,9 +29,7 @@ public:
     static void TokenizeWithEscape(std::wstring_view text, wchar_t delimiter, wchar_t escape,
                                    std::vector<XTString>& tokens);
 
-    static bool IsWhiteSpace(wchar_t c) noexcept {
-        return c == L' ' || (c >= L'\t' && c <= L'\r');
-    }
+    static bool IsWhiteSpace(wchar_t c) noexcept { return c == L' ' || (c >= L'\t' && c <= L'\r'); }
     static XTString Trim(std::wstring_view text);
     static XTString TrimLeft(std::wstring_view text);
     static XTString TrimRight(std::wstring_view text);

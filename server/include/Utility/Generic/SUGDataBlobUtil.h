@@ -143,6 +143,6 @@ public:
                                                XTString& value, bool assign = true);
 
     // Throws 46302 unless [p, p + needed) lies within [p, end).
-    static void CheckAvailable(const unsigned char* p, const unsigned char* end,
-                               std::size_t needed, const char* item);
+    static void CheckAvailable(const unsigned char* p, const unsigned char* end, std::size_t needed,
+                               const char* item);
 };

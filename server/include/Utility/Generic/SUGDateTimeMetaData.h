@@ -73,7 +73,7 @@ struct DateTimeFormatToken {
 };
 
 class XTS_EXPORT DateTimeMetaData {
-  public:
+public:
     // An empty format: formats every value as empty text and matches no text.
     DateTimeMetaData() = default;
     // Throws 46303 for an invalid format, as SetDateTimeFormat.
@@ -140,7 +140,7 @@ class XTS_EXPORT DateTimeMetaData {
     std::size_t Convert(const XTDateTime& dateTime, wchar_t* buffer,
                         std::size_t capacity) const noexcept;
 
-  private:
+private:
     XTString m_format;
     std::vector<DateTimeFormatToken> m_tokens;
     std::size_t m_totalFormatLength = 0;

@@ -94,24 +94,28 @@ public:
 
     static XTString ToArgument(const XTString& value) { return value; }
     static XTString ToArgument(std::wstring_view value) { return XTString(value); }
-    static XTString ToArgument(const wchar_t* value) { return value ? XTString(value) : XTString(); }
+    static XTString ToArgument(const wchar_t* value) {
+        return value ? XTString(value) : XTString();
+    }
     static XTString ToArgument(std::string_view utf8);
     static XTString ToArgument(const char* utf8) {
         return ToArgument(std::string_view(utf8 ? utf8 : ""));
     }
-    static XTString ToArgument(const std::string& utf8) { return ToArgument(std::string_view(utf8)); }
+    static XTString ToArgument(const std::string& utf8) {
+        return ToArgument(std::string_view(utf8));
+    }
     static XTString ToArgument(bool value) { return value ? L"true" : L"false"; }
     // Floating values in their shortest round-trip form; "NaN", "Infinity"
     // and "-Infinity" for the special values.
     static XTString ToArgument(double value);
     static XTString ToArgument(float value);
     template <class T>
-        requires(std::is_integral_v<T> && !std::is_same_v<T, bool>)
-    static XTString ToArgument(T value) {
+    requires(std::is_integral_v<T> && !std::is_same_v<T, bool>) static XTString
+        ToArgument(T value) {
         return std::to_wstring(value);
     }
     template <class T>
-        requires std::is_enum_v<T>
+    requires std::is_enum_v<T>
     static XTString ToArgument(T value) {
         return std::to_wstring(static_cast<std::underlying_type_t<T>>(value));
     }

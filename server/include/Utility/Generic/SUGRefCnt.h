@@ -46,8 +46,8 @@ public:
     RefCnt(const RefCnt& other) noexcept : RefCnt(other.m_object) {}
     RefCnt(RefCnt&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
     template <class U>
-        requires std::is_convertible_v<U*, T*>
-    RefCnt(const RefCnt<U>& other) noexcept : RefCnt(other.Get()) {}
+    requires std::is_convertible_v<U*, T*> RefCnt(const RefCnt<U>& other)
+    noexcept : RefCnt(other.Get()) {}
     ~RefCnt() { Reset(); }
 
     RefCnt& operator=(const RefCnt& other) noexcept {

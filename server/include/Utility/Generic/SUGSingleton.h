@@ -28,7 +28,9 @@ public:
     BaseSingleton(const BaseSingleton&) = delete;
     BaseSingleton& operator=(const BaseSingleton&) = delete;
 
-    bool hasInstance() const noexcept { return m_instance.load(std::memory_order_acquire) != nullptr; }
+    bool hasInstance() const noexcept {
+        return m_instance.load(std::memory_order_acquire) != nullptr;
+    }
     // Creates the instance unless it exists; safe from any number of threads.
     void initInstance();
 

@@ -32,7 +32,7 @@
 #include "Utility/Generic/SUGXTString.h"
 
 class XTS_EXPORT TarvelNumber {
-  public:
+public:
     // The largest image a Numeric column reserves room for.
     static constexpr std::size_t kMaxImageLength = 22;
     // The longest canonical image: the exponent byte and 20 digits, or the
@@ -160,7 +160,7 @@ class XTS_EXPORT TarvelNumber {
     bool operator==(const TarvelNumber& other) const noexcept;
     std::strong_ordering operator<=>(const TarvelNumber& other) const noexcept;
 
-  private:
+private:
     template <class T>
     void SetSigned(T value) noexcept {
         if (value < 0)

@@ -90,8 +90,7 @@ struct XTS_EXPORT XTDate {
     constexpr int GetDayOfYear() const noexcept {
         XTAssert(IsValid());
         int dayOfYear = day_;
-        for (int month = 1; month < month_; ++month)
-            dayOfYear += GetDaysInMonth(year_, month);
+        for (int month = 1; month < month_; ++month) dayOfYear += GetDaysInMonth(year_, month);
         return dayOfYear;
     }
 
