@@ -330,8 +330,9 @@ TEST(RecordColumns, Int64AndStringFromRecord) {
     EXPECT_EQ(Text({XTBinaryData, 4}, "AAAA"), L"");
     EXPECT_EQ(Text({XTCharData, 5}, "ab", false), L"");  // narrow text shows nothing ...
     EXPECT_EQ(Text({XTCharData, 2, false, kWide}, Wide(L"ab"), false), L"ab");  // ... wide does
-    const auto [record, bytes] = Record({XTInt2Data}, "");
-    ExpectError([&] { M::GetStringFromRecord(record, bytes.data(), 1); }, 46030, {L"1", L"1"});
+    const std::pair<M, Bytes> int2 = Record({XTInt2Data}, "");
+    const Bytes& bytes = int2.second;
+    ExpectError([&] { M::GetStringFromRecord(int2.first, bytes.data(), 1); }, 46030, {L"1", L"1"});
     M unknown = Describe({{XTUnknown}}, true, false);
     unknown.SetSupportUnknownDataType(true);
     unknown.GenerateAlignedFieldOffset(true, 0);
