@@ -88,12 +88,17 @@ double ReadDouble(const Char* text, uint32 length) {
     return value;
 }
 
-// The rest of the integer parser, off its fast path: a fraction (digits,
-// then white space to the end), whose value is the whole text read as a
-// double, cut toward zero with no range test; anything else raises 46044.
-template <class Char>
+// The rest of the integer parser, off its fast path: with `Words`, the whole
+// text "true" or "false" in any case (1 and 0); a fraction (digits, then
+// white space to the end), whose value is the whole text read as a double,
+// cut toward zero with no range test; anything else raises 46044.
+template <bool Words, class Char>
 XT_NOINLINE int64 ParseFraction(const Char* text, uint32 length, const Char* integerEnd,
                                 bool negative, uint64 magnitude, const char* file, int line) {
+    if constexpr (Words) {
+        if (IsWordNoCase(text, length, "true")) return 1;
+        if (IsWordNoCase(text, length, "false")) return 0;
+    }
     const Char* const end = text + length;
     const Char* p = integerEnd;
     if (p == end || *p != '.') ThrowBadNumber(kMsgInvalidIntegerText, text, length, file, line);
@@ -113,6 +118,8 @@ XT_NOINLINE int64 ParseFraction(const Char* text, uint32 length, const Char* int
 }
 
 // The integer parser shared by the signed and unsigned, narrow and wide forms.
+// Everything but a plain integer that fits leaves the fast path, so that the
+// common case neither calls out nor saves registers.
 template <class Char, bool Signed>
 int64 ParseInteger(const Char* text, uint32 length, uint64 maximum, const char* file, int line) {
     const Char* const end = text + length;
@@ -142,15 +149,13 @@ int64 ParseInteger(const Char* text, uint32 length, uint64 maximum, const char* 
             (negative || (magnitude <= maximum && (!Signed || magnitude < (1ull << 31))));
         if (fits) return negative ? -static_cast<int64>(magnitude) : static_cast<int64>(magnitude);
     }
-    return ParseFraction(text, length, integerEnd, negative, magnitude, file, line);
+    return ParseFraction<Signed>(text, length, integerEnd, negative, magnitude, file, line);
 }
 
+// The signed forms also read "true" and "false" (on the slow path: no
+// integer text starts with a letter).
 template <class Char>
 int32 ParseSigned(const Char* text, uint32 length, int32 maximum) {
-    // Only a text that starts with a letter of one of the words can be it.
-    const Char first = length > 0 ? static_cast<Char>(text[0] | 0x20) : Char{};
-    if (first == 't' && IsWordNoCase(text, length, "true")) return 1;
-    if (first == 'f' && IsWordNoCase(text, length, "false")) return 0;
     const uint64 limit = maximum < 0 ? 0 : static_cast<uint64>(maximum);
     return static_cast<int32>(ParseInteger<Char, true>(text, length, limit, __FILE__, __LINE__));
 }
