@@ -2,10 +2,13 @@
 // policy, assignment through base references, byte images, round trips and
 // truncated prefixes over generated values, and the case-insensitive map.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <clocale>
+#include <cwctype>
+#include <filesystem>
 #include <limits>
 #include <memory>
 #include <random>
@@ -13,6 +16,7 @@
 #include <vector>
 
 #include "CountingAllocator.h"
+#include "TranscodeTestSupport.h"
 #include "Utility/Client/SUCAppSupportMetrics.h"
 #include "Utility/Generic/SUGErrorMessage.h"
 
@@ -352,18 +356,30 @@ TEST(SessionKeys, OrderByLoweredUnitsInEveryLocale) {
     const String samePairs[] = {L"uid",         L"UID",        L"\u00C9t\u00E9", L"\u00E9T\u00C9",
                                 L"\u03A3",      L"\u03C3",     L"\u0416",        L"\u0436",
                                 L"\U0001F600x", L"\U0001F600X"};
-    const std::string saved = std::setlocale(LC_ALL, nullptr);
-    for (const char* locale : {"C", "tr_TR.UTF-8", "C.UTF-8"}) {
-        if (!std::setlocale(LC_ALL, locale)) continue;
+    // The Turkish locale is compiled into a temporary folder when the system lacks it.
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("xts-session-keys-" + std::to_string(getpid()));
+    std::filesystem::create_directories(folder);
+    for (const auto& [language, codeset] :
+         {std::pair<std::string, std::string>{"C", ""}, {"tr_TR", "UTF-8"}, {"C", "UTF-8"}}) {
+        const locale_t locale = codeset.empty()
+                                    ? newlocale(LC_CTYPE_MASK, "C", static_cast<locale_t>(0))
+                                    : xts::test::MakeCtypeLocale(language, codeset, folder);
+        ASSERT_NE(locale, static_cast<locale_t>(0)) << language << "." << codeset;
+        uselocale(locale);
+        // The locale is live: in Turkish the capital I lowers to the dotless i.
+        EXPECT_EQ(std::towlower(L'I'), language == "tr_TR" ? L'\u0131' : L'i');
         for (std::size_t i = 0; i < std::size(ascending); ++i)
             for (std::size_t j = 0; j < std::size(ascending); ++j)
                 EXPECT_EQ(ltstr()(ascending[i], ascending[j]), i < j)
-                    << locale << " " << i << " " << j;
+                    << language << " " << i << " " << j;
         for (std::size_t i = 0; i < std::size(samePairs); i += 2)
             EXPECT_TRUE(!ltstr()(samePairs[i], samePairs[i + 1]) &&
                         !ltstr()(samePairs[i + 1], samePairs[i]));
+        uselocale(LC_GLOBAL_LOCALE);
+        freelocale(locale);
     }
-    std::setlocale(LC_ALL, saved.c_str());
+    std::filesystem::remove_all(folder);
 }
 
 }  // namespace
