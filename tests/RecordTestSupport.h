@@ -8,8 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
-#include <string>
-#include <vector>
+#include <optional>
 
 #include "Utility/Client/SUCXTRecordDescriptor.h"
 #include "Utility/Generic/SUGErrorMessage.h"
@@ -22,25 +21,28 @@ using Unicode = SUXTDataTypeUtility::ColumnUnicodeProperty;
 using D = XTFieldDescriptor;
 using M = XTRecordMetaData;
 
-// The code of the ErrorMessage that `action` raises (0 for none).
-inline int32 ErrorCodeOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const ErrorMessage& error) {
-        return error.GetCode();
-    }
-    return 0;
+inline const unsigned char* End(const Bytes& bytes) {
+    return bytes.data() + bytes.size();
 }
 
-// Expects `action` to raise `code` with exactly `args`.
-inline void ExpectError(const std::function<void()>& action, int32 code, const Args& args = {}) {
+// The ErrorMessage that `action` raises, if any.
+inline std::optional<ErrorMessage> Raised(const std::function<void()>& action) {
     try {
         action();
-        ADD_FAILURE() << "no error, expected " << code;
-    } catch (const ErrorMessage& error) {
-        EXPECT_EQ(error.GetCode(), code) << error.what();
-        EXPECT_EQ(error.GetArguments(), args) << error.what();
+    } catch (ErrorMessage& error) {
+        return std::move(error);
     }
+    return std::nullopt;
+}
+inline int32 ErrorCodeOf(const std::function<void()>& action) {
+    const std::optional<ErrorMessage> error = Raised(action);
+    return error ? error->GetCode() : 0;
+}
+// Expects `action` to raise `code` with exactly `args`.
+inline void ExpectError(const std::function<void()>& action, int32 code, const Args& args = {}) {
+    const std::optional<ErrorMessage> error = Raised(action);
+    EXPECT_TRUE(error && error->GetCode() == code && error->GetArguments() == args)
+        << "expected " << code << ", got " << (error ? error->what() : "no error");
 }
 
 // What PrintFieldDescriptor and PrintRecordMetaData write.
@@ -72,11 +74,9 @@ struct Column {
 inline M Describe(const std::vector<Column>& columns, bool wide = false, bool layOut = true) {
     M record;
     record.SetFieldCount(static_cast<int32>(columns.size()));
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-        const Column& c = columns[i];
-        record.DescribleField(static_cast<int32>(i), c.type, c.length, c.nullable, 0, 0,
-                              L"c" + std::to_wstring(i), L"", c.unicode);
-    }
+    for (int32 i = 0; i < record.GetFieldCount(); ++i)
+        record.DescribleField(i, columns[i].type, columns[i].length, columns[i].nullable, 0, 0,
+                              L"c" + std::to_wstring(i), L"", columns[i].unicode);
     if (layOut) record.GenerateAlignedFieldOffset(wide, 0);
     return record;
 }

@@ -36,8 +36,7 @@ struct Word { const char* name; const wchar_t* displayName; Kind kind; std::size
 template <class T> constexpr double kMin = std::numeric_limits<T>::min();
 template <class T> constexpr double kMax = std::numeric_limits<T>::max();
 const Word kWords[] = {
-    {"Bit", L"BIT", kFlag, 1, 0, 255, 0},
-    {"Boolean", L"BOOL", kFlag, 1, 0, 255, 0},
+    {"Bit", L"BIT", kFlag, 1, 0, 255, 0}, {"Boolean", L"BOOL", kFlag, 1, 0, 255, 0},
     {"Int8", L"TINYINT", kInteger, 1, kMin<int8>, kMax<int8>, 127.0},
     {"UnsignedInt8", L"UNSIGNED TINYINT", kInteger, 1, kMin<uint8>, kMax<uint8>, 255.0},
     {"Int16", L"SMALLINT", kInteger, 2, kMin<int16>, kMax<int16>, 32767.0},
@@ -67,41 +66,30 @@ std::string Name(const std::string& source, XTConverterForm form, const std::str
            target + (form == XTConverterForm::kNullableToNullable ? "Nullable" : "");
 }
 
-Bytes Serialised(const TarvelNumber& number) {
-    Bytes bytes(number.GetByteVectorLength());
-    number.ToBuffer(bytes.data());
+// A value of any type the number is built from, serialised.
+const auto Num = [](auto value) {
+    Bytes bytes;
+    TarvelNumber(value).ToByteVector(bytes);
     return bytes;
-}
+};
 
 // Values are doubles: every value of the integer words is exact in one.
 Bytes Encode(const Word& word, double value) {
-    if (word.kind == kNumeric) return Serialised(TarvelNumber(static_cast<int64>(value)));
-    const bool floating = word.kind == kFloating;
-    const auto integer = floating ? 0 : static_cast<uint64>(static_cast<int64>(value));
-    const float single = floating && word.width == 4 ? static_cast<float>(value) : 0;
-    const void* native = !floating         ? static_cast<const void*>(&integer)  // its low bytes
-                         : word.width == 4 ? static_cast<const void*>(&single)
-                                           : static_cast<const void*>(&value);
-    const auto* bytes = static_cast<const unsigned char*>(native);
+    if (word.kind == kNumeric) return Num(static_cast<int64>(value));
+    const uint64 bits = word.kind != kFloating ? uint64(int64(value))  // its low bytes
+                        : word.width == 4      ? std::bit_cast<uint32>(float(value))
+                                               : std::bit_cast<uint64>(value);
+    const auto* bytes = reinterpret_cast<const unsigned char*>(&bits);
     return Bytes(bytes, bytes + word.width);
 }
-Bytes Fixed(const char* word, double value) {
-    return Encode(*FindWord(word), value);
-}
-Bytes Num(const char* text) {
-    TarvelNumber number;
-    EXPECT_TRUE(TarvelNumber::TryParse(std::string_view(text), number)) << text;
-    return Serialised(number);
-}
+const auto Fixed = [](const char* word, double value) { return Encode(*FindWord(word), value); };
 
 // What a converter should do: store `bytes` and set `toIsNull`, or raise
 // `error` with `arguments` and write nothing at all.
 // clang-format off
 struct Expected { Bytes bytes{}; uint8 toIsNull = 0; int32 error = 0; std::vector<XTString> arguments{}; };
+Expected Error(int32 code, std::vector<XTString> arguments) { return {{}, 0, code, arguments}; }
 // clang-format on
-Expected Error(int32 code, std::vector<XTString> arguments) {
-    return {{}, 0, code, std::move(arguments)};
-}
 
 // Calls the named converter with sentinels in every output and checks what it
 // did, and that a call into a fixed-width target did not allocate.
@@ -115,8 +103,7 @@ Expected Error(int32 code, std::vector<XTString> arguments) {
     Bytes to(40, 0xA5), want = to;
     std::copy(expected.bytes.begin(), expected.bytes.end(), want.begin());
     uint8 toIsNull = 0x5A;
-    uint64 returnLength = 99999;
-    std::size_t allocations = 0;
+    uint64 returnLength = 99999, allocations = 0;
     Expected got;
     try {
         const xts::test::AllocationCounter counter;
@@ -127,75 +114,59 @@ Expected Error(int32 code, std::vector<XTString> arguments) {
         got = Error(error.GetCode(), error.GetArguments());
     }
     const bool error = expected.error != 0;
-    if (got.error == expected.error && got.arguments == expected.arguments && to == want &&
-        toIsNull == (error ? 0x5A : expected.toIsNull) &&
-        returnLength == (error ? 99999 : expected.bytes.size()) && allocations == 0)
+    const auto outcome =
+        std::tuple(got.error, got.arguments, toIsNull, returnLength, to, allocations);
+    if (outcome == std::tuple(expected.error, expected.arguments, error ? 0x5A : expected.toIsNull,
+                              error ? 99999 : expected.bytes.size(), want, 0))
         return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure()
-           << converter << ": error " << got.error << ", toIsNull " << int(toIsNull) << ", length "
-           << returnLength << ", " << allocations << " allocations, "
-           << ::testing::PrintToString(to);
+    return ::testing::AssertionFailure() << converter << ": " << ::testing::PrintToString(outcome);
 }
 
-// Float64 into Float32 rounding to nearest: beyond the single range the
-// mantissa is rounded alone, and ldexp gives the infinity or the largest single.
+// Float64 into Float32 rounding to nearest: beyond the single range, less than half a
+// unit (2^103) past the largest single rounds to it, anything further to an infinity.
 float Narrow(double value) {
-    if (!std::isfinite(value) || std::fabs(value) <= std::numeric_limits<float>::max())
-        return static_cast<float>(value);
-    int exponent = 0;
-    const double mantissa = std::frexp(value, &exponent);
-    return std::ldexp(static_cast<float>(mantissa), exponent);
+    if (!(std::fabs(value) > kFloatMax)) return static_cast<float>(value);  // NaN too
+    return float(std::copysign(std::fabs(value) < kFloatMax + 0x1p103 ? kFloatMax : kInf, value));
 }
 
 // The reference conversion of the fixed-width family.
 Expected Reference(const Word& source, const Word& target, double value) {
-    const std::vector<XTString> names = {source.displayName, target.displayName};
-    double result = value;
-    if (target.kind == kFlag) {
-        if (source.kind != kFlag) result = value != 0 ? 1 : 0;  // both zeros 0, NaN 1
-    } else if (target.kind == kFloating) {
-        if (target.width == 4) result = Narrow(value);
-    } else if (source.kind == kFloating) {  // NaN fails both tests: 0, or INT32_MIN into Int32
-        const double upper = source.width == 4 ? target.upperFromFloat32 : target.max;
-        if (value > upper || value < target.min)
-            return Error(value > upper ? kMsgValueOverflow : kMsgValueUnderflow, names);
-        result =
-            std::isnan(value) ? (target.min == kMin<int32> ? INT32_MIN : 0) : std::trunc(value);
-    } else if (value > target.max || value < target.min) {
-        return Error(value > target.max ? kMsgValueOverflow : kMsgValueUnderflow, names);
-    }
-    return {Encode(target, result)};
+    if (target.kind == kFlag)  // both zeros give 0, NaN 1
+        return {Encode(target, source.kind == kFlag ? value : value != 0)};
+    if (target.kind == kFloating)
+        return {Encode(target, target.width == 4 ? Narrow(value) : value)};
+    const bool single = source.kind == kFloating && source.width == 4;
+    const double upper = single ? target.upperFromFloat32 : target.max;
+    if (value > upper || value < target.min)
+        return Error(value > upper ? kMsgValueOverflow : kMsgValueUnderflow,
+                     {source.displayName, target.displayName});
+    // A NaN fails both tests and gives 0, or INT32_MIN into Int32.
+    return {Encode(target, std::isnan(value) ? (target.min == kMin<int32> ? INT32_MIN : 0)
+                                             : std::trunc(value))};
 }
 
-// Every limit of every integer word at and one past, in the source's range;
-// for floating sources also each bound a half and one unit of the source's
-// type either side, special values and values beyond the single range. Then
-// 1000 random values: near an integer limit, anywhere in the source's range
-// (within 5e9 for floating sources) and raw floating bit patterns.
+// Every limit of every integer word at and one past; for floating sources also each bound
+// a half and one unit of the source's type either side, special values and values beyond
+// the single range. Then 1000 random values: near an integer limit, anywhere in the
+// source's range (within 5e9 for floating sources) and raw floating bit patterns. Only
+// values the source holds are kept.
 std::vector<double> Values(const Word& source, uint32 seed) {
+    const bool floating = source.kind == kFloating, single = floating && source.width == 4;
     std::vector<double> limits, values, candidates = {0, 1, -1, 2, 7, 200};
     for (const Word& word : kWords)
         if (word.kind == kInteger) limits.insert(limits.end(), {word.min, word.max});
     for (const double limit : limits)
         candidates.insert(candidates.end(), {limit - 1, limit, limit + 1});
-    const bool floating = source.kind == kFloating, single = source.width == 4;
-    const auto in = [&](double v) {
-        return floating ? single ? float(v) : v : std::clamp(v, source.min, source.max);
-    };
-    if (floating) {
+    if (floating)
         candidates.insert(candidates.end(), std::begin(kSpecialReals), std::end(kSpecialReals));
-        for (const Word& t : kWords)
-            for (const double bound : {single ? t.upperFromFloat32 : t.max, t.min})
-                for (const double direction : {kInf, -kInf})
-                    candidates.insert(candidates.end(),
-                                      {bound + (direction > 0 ? 0.5 : -0.5),
-                                       single ? std::nextafter(float(bound), float(direction))
-                                              : std::nextafter(bound, direction)});
-    }
-    for (const double v : candidates)
-        if (floating ? !single || !std::isfinite(v) || std::fabs(v) <= kFloatMax
-                     : v >= source.min && v <= source.max)
-            values.push_back(in(v));
+    for (const Word& t : kWords)
+        for (const double b : {single ? t.upperFromFloat32 : t.max, t.min})
+            for (const double to : {-kInf, kInf})
+                if (floating)
+                    candidates.insert(
+                        candidates.end(),
+                        {b + std::copysign(0.5, to),
+                         single ? std::nextafter(float(b), float(to)) : std::nextafter(b, to)});
     std::mt19937_64 random(seed);
     for (int i = 0; i < 1000; ++i) {
         const uint64 bits = random();
@@ -207,28 +178,28 @@ std::vector<double> Values(const Word& source, uint32 seed) {
                      : std::floor(source.min + uniform * (source.max - source.min + 1));
         const double raw =
             single ? std::bit_cast<float>(uint32(bits)) : std::bit_cast<double>(bits);
-        values.push_back(in(i % 3 == 0 ? near : i % 3 == 1 || !floating ? anywhere : raw));
+        candidates.push_back(i % 3 == 0 ? near : i % 3 == 1 || !floating ? anywhere : raw);
     }
+    for (const double v : candidates)
+        if (floating ? !single || !std::isfinite(v) || std::fabs(v) <= kFloatMax
+                     : v >= source.min && v <= source.max)
+            values.push_back(single ? float(v) : v);
     return values;
 }
 
-class FixedWidthPair : public ::testing::TestWithParam<std::tuple<int, int>> {};
+// Source kWords[p / 10], target kWords[p % 10].
+class FixedWidthPair : public ::testing::TestWithParam<int> {};
 
 TEST_P(FixedWidthPair, MatchesTheReferenceAtEveryLimitAndOnRandomValues) {
-    const auto [sourceIndex, targetIndex] = GetParam();
-    const Word &source = kWords[sourceIndex], &target = kWords[targetIndex];
-    for (const XTConverterForm form : kForms) {
-        int failures = 0;
-        for (const double v : Values(source, 20240611u + sourceIndex * 16 + targetIndex)) {
-            const auto result = Converts(Name(source.name, form, target.name), Encode(source, v),
-                                         Reference(source, target, v));
-            if (!result && failures++ < 5) ADD_FAILURE() << result.message() << " of " << v;
-        }
-    }
+    const Word &source = kWords[GetParam() / 10], &target = kWords[GetParam() % 10];
+    for (const XTConverterForm form : kForms)
+        for (const double v : Values(source, 20240611u + GetParam()))
+            ASSERT_TRUE(Converts(Name(source.name, form, target.name), Encode(source, v),
+                                 Reference(source, target, v)))
+                << v;
 }
 
-INSTANTIATE_TEST_SUITE_P(AllPairs, FixedWidthPair,
-                         ::testing::Combine(::testing::Range(0, 10), ::testing::Range(0, 10)));
+INSTANTIATE_TEST_SUITE_P(AllPairs, FixedWidthPair, ::testing::Range(0, 100));
 
 class NumericWithWord : public ::testing::TestWithParam<int> {};
 
@@ -240,9 +211,9 @@ TEST_P(NumericWithWord, RoundTripsAndCapacity) {
     for (const double v : Values(word, 77u + GetParam())) {
         if (!std::isfinite(v) || std::fabs(v) >= 1e125 || (v != 0 && std::fabs(v) < 1e-127))
             continue;  // beyond what a number holds
-        const Bytes image = Serialised(word.kind == kInteger ? TarvelNumber(int64(v))
-                                       : word.width == 4     ? TarvelNumber(float(v))
-                                                             : TarvelNumber(v));
+        const Bytes image = word.kind == kInteger ? Num(int64(v))
+                            : word.width == 4     ? Num(float(v))
+                                                  : Num(v);
         const auto length = static_cast<uint32>(image.size());
         const Expected tooLong =
             Error(kMsgValueTooLong, {std::to_wstring(length), std::to_wstring(length - 1)});
@@ -265,7 +236,6 @@ INSTANTIATE_TEST_SUITE_P(IntegersAndFloating, NumericWithWord, ::testing::Range(
 // the image) and out of it (the accessors truncate; Bit folds, Boolean not).
 TEST(NumericConverters, WrittenOutCases) {
     const int32 kOver = kMsgValueOverflow, kUnder = kMsgValueUnderflow;
-    const Bytes thirteen(13, 0xEE);  // not a number: it is not decoded
     // clang-format off
     const struct { std::string converter; Bytes from; Expected expected; uint8 fromIsNull = 0; uint32 toLength = 28; } kCases[] = {
         {"ConvertInt32ToInt16", Fixed("Int32", 32767), {Fixed("Int16", 32767)}},
@@ -283,27 +253,23 @@ TEST(NumericConverters, WrittenOutCases) {
         {"ConvertFloat32ToUnsignedInt16", Fixed("Float32", 65536), Error(kOver, {L"FLOAT", L"UNSIGNED SMALLINT"})},
         {"ConvertFloat32ToUnsignedInt16", Fixed("Float32", -0.5), Error(kUnder, {L"FLOAT", L"UNSIGNED SMALLINT"})},
         {"ConvertFloat64ToInt32", Fixed("Float64", std::nan("")), {Fixed("Int32", INT32_MIN)}},
-        {"ConvertFloat32ToInt16", Fixed("Float32", std::nan("")), {Fixed("Int16", 0)}},
         {"ConvertFloat64ToBoolean", Fixed("Float64", -0.0), {{0}}},
         {"ConvertFloat64ToBoolean", Fixed("Float64", std::nan("")), {{1}}},
         {"ConvertBooleanToInt32", {7}, {Fixed("Int32", 7)}},
-        {"ConvertBitToBoolean", {7}, {{7}}},
-        {"ConvertBooleanToInt8", {200}, Error(kOver, {L"BOOL", L"TINYINT"})},
         {"ConvertInt32ToNumeric", Fixed("Int32", 1), {{2, 0, 0, 0, 0xC1, 0x02}}},
-        {"ConvertInt32ToNumeric", Fixed("Int32", 100), Error(kMsgValueTooLong, {L"6", L"0"}), 0, 0},
         {"ConvertFloat64ToNumeric", Fixed("Float64", std::nan("")), Error(kOver, {L"DOUBLE PRECISION", L"NUMERIC"})},
         // A null into a plain Numeric without room for the number zero writes nothing.
         {"ConvertInt32NullableToNumeric", Fixed("Int32", 1), {{}, 1}, 1, 4},
-        {"ConvertNumericToUnsignedInt8", Num("-0.5"), {{0}}},
-        {"ConvertNumericToUnsignedInt16", Num("-1"), Error(kUnder, {L"NUMERIC", L"UNSIGNED SMALLINT"})},
-        {"ConvertNumericToInt32", Num("2147483648"), Error(kOver, {L"NUMERIC", L"INTEGER"})},
-        {"ConvertNumericToBit", Num("0"), {{0}}},
-        {"ConvertNumericToBit", Num("0.001"), {{1}}},
-        {"ConvertNumericToBoolean", Num("7"), {{7}}},
-        {"ConvertNumericToBoolean", Num("-1"), {{255}}},
-        {"ConvertNumericToBoolean", Num("200"), Error(kOver, {L"NUMERIC", L"TINYINT"})},  // asInt1
+        {"ConvertNumericToUnsignedInt8", Num(-0.5), {{0}}},
+        {"ConvertNumericToUnsignedInt16", Num(-1), Error(kUnder, {L"NUMERIC", L"UNSIGNED SMALLINT"})},
+        {"ConvertNumericToInt32", Num(2147483648), Error(kOver, {L"NUMERIC", L"INTEGER"})},
+        {"ConvertNumericToBit", Num(0), {{0}}},
+        {"ConvertNumericToBit", Num(0.001), {{1}}},
+        {"ConvertNumericToBoolean", Num(7), {{7}}},
+        {"ConvertNumericToBoolean", Num(-1), {{255}}},
+        {"ConvertNumericToBoolean", Num(200), Error(kOver, {L"NUMERIC", L"TINYINT"})},  // asInt1
         // Numeric to Numeric copies fromLength bytes, whatever the capacity.
-        {"ConvertNumericToNumeric", thirteen, {thirteen}, 0, 1},
+        {"ConvertNumericToNumeric", Bytes(13, 0xEE), {Bytes(13, 0xEE)}, 0, 1},  // not decoded
     };
     // clang-format on
     for (const auto& c : kCases)
@@ -321,15 +287,14 @@ TEST(NumericConverters, NullFormsOfEveryNumericConverter) {
         const Word *source = FindWord(info.sourceWord), *target = FindWord(info.targetWord);
         if (source == nullptr || target == nullptr) continue;
         ++converters;
-        EXPECT_TRUE(Converts(info.name, Encode(*source, 1), {Encode(*target, 1)}));  // not null
-        const bool plain = info.form == XTConverterForm::kPlain;
-        const Expected expected = plain ? Expected{Encode(*target, 1)}
-                                  : info.form == XTConverterForm::kNullableToPlain
-                                      ? Expected{Encode(*target, 0), 1}
-                                      : Expected{{}, 1};
-        for (const uint8 isNull : {1, 2, 255})
-            EXPECT_TRUE(Converts(info.name, plain ? Encode(*source, 1) : Bytes(source->width, 0xFF),
-                                 expected, isNull));
+        // By form: the value, the target's zero and the flag, the flag alone; the source of a
+        // null is not read.
+        const Expected byForm[] = {{Encode(*target, 1)}, {Encode(*target, 0), 1}, {{}, 1}};
+        for (const uint8 isNull : {0, 1, 2, 255}) {
+            const int form = isNull ? int(info.form) : 0;  // a plain form ignores the flag
+            EXPECT_TRUE(Converts(info.name, form ? Bytes(source->width, 0xFF) : Encode(*source, 1),
+                                 byForm[form], isNull));
+        }
     }
     EXPECT_EQ(converters, (11 * 10 + 9) * 3);
 }

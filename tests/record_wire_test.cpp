@@ -17,10 +17,10 @@ namespace {
 using namespace xts::test;
 using Util = SUXTDataTypeUtility;
 
-ByteVector Stream(const M& description) {
+ByteVector Stream(const M& description) {  // in a vector of exactly its size
     ByteVector bytes;
     description.StreamTo(bytes);
-    return bytes;
+    return ByteVector(bytes.begin(), bytes.end());
 }
 // Everything the stream carries, every number and offset of the layout.
 void ExpectSame(const M& got, const M& want) {
@@ -28,8 +28,7 @@ void ExpectSame(const M& got, const M& want) {
 }
 AppVersionOption Versions(uint32 client, uint32 server) {
     AppVersionOption option;
-    option.m_clientVersion = client;
-    option.m_serverVersion = server;
+    static_cast<VersionOption&>(option) = VersionOption(client, server, 0);
     return option;
 }
 // Bytes from hexadecimal pairs separated by blanks; "|" stands for the reserved header bytes,
@@ -40,13 +39,14 @@ Bytes FromHex(const std::string& hex) {
         if (hex[at] == '|') bytes.insert(bytes.end(), 4, 0xEE);
         if (hex[at] == 'Z') bytes.push_back(0);
         if (std::isxdigit(static_cast<unsigned char>(hex[at])))
-            bytes.push_back(
-                static_cast<unsigned char>(std::stoi(hex.substr(at++, 2), nullptr, 16)));
+            bytes.push_back(uint8(std::stoi(hex.substr(at++, 2), nullptr, 16)));
     }
     return bytes;
 }
-const unsigned char* End(const std::vector<unsigned char>& bytes) {
-    return bytes.data() + bytes.size();
+uint32 Pack(const M& description, int format, unsigned char* to, const Bytes& record,
+            uint32 version) {
+    return format == 1 ? description.PackRecordVersion1(to, record.data(), false, false)
+                       : description.PackRecordVersion2(to, record.data(), version, false);
 }
 const unsigned char* Unpack(const M& description, int format, unsigned char* to, const Bytes& in) {
     return format == 1 ? description.UnpackRecordVersion1(to, in.data(), End(in))
@@ -54,25 +54,22 @@ const unsigned char* Unpack(const M& description, int format, unsigned char* to,
 }
 
 TEST(MetadataStream, ExactImagesPartialReadsAndHugeCounts) {
-    M described;
-    described.SetFieldCount(1);
+    M described = Describe({{XTBitData}}, false, false);
     described.SetFieldDescriptor(
         0, MakeRefCnt<D>(7, XTVarCharData, 300, true, -2, 3, L"ab", L"\U0001F600",
                          Util::kOverrideAsNarrowUTF8Code, 65001));
     described.GeneratePackedFieldOffset(true);
-    const ByteVector image = {1, 0,    0,    0, 1,    0,                        // count, flags
-                              7, 0,    2,    0, 0,    0,    0x2C, 1,   0,   0,  // id, type, 300
-                              1, 0xFE, 0xFF, 3, 0,    3,    0,    0,   0,   0xE9, 0xFD, 0,
-                              0,  // ..code page
-                              2, 0,    0,    0, 'a',  0,    0,    0,   'b', 0,    0,    0,  // name
-                              1, 0,    0,    0, 0x00, 0xF6, 0x01, 0x00};                    // alias
+    // The count and the two flags; identifier, type, length 300, nullable, precision -2, scale
+    // 3, the override, code page 65001; the name and the alias as counted 32-bit units.
+    const ByteVector image = FromHex(
+        "01 00 00 00 01 00 07 00 02 00 00 00 2C 01 00 00 01 FE FF 03 00 03 00 00 00 E9 FD 00 00 "
+        "02 00 00 00 61 00 00 00 62 00 00 00 01 00 00 00 00 F6 01 00");
     EXPECT_EQ(Stream(described), image);
     M read = Describe({{XTInt1Data}, {XTInt2Data}});
     EXPECT_EQ(read.DestreamFrom(image), End(image));
     described.GenerateAlignedFieldOffset(true, 0);
     ExpectSame(read, described);  // arrives aligned, identifier 7 kept
-    M empty;
-    empty.GenerateAlignedFieldOffset(true, 0);
+    const M empty = Describe({}, true);
     ByteVector none = {9};
     empty.ToByteVector(none);  // appends
     EXPECT_EQ(none, (ByteVector{9, 0, 0, 0, 0, 1, 1}));
@@ -94,9 +91,8 @@ TEST(MetadataStream, ExactImagesPartialReadsAndHugeCounts) {
     // Huge or negative counts are refused before anything is reserved (31 bytes a column).
     for (const auto& [count, needed] :
          {std::pair{0x7FFFFFFF, L"66571993057"}, {-1, L"133143986145"}, {2, L"62"}}) {
-        ByteVector bytes;
-        DataBlobUtil::ToByteVector(bytes, int32{count});
-        bytes.resize(bytes.size() + 42, 0);  // two flags, one empty column and 9 bytes
+        ByteVector bytes(46, 0);  // two flags, one empty column and 9 bytes after the count
+        DataBlobUtil::ToByteVectorAt(bytes, 0, int32{count});
         const xts::test::AllocationCounter counter;
         ExpectError([&] { read.FromByteVector(bytes.data(), End(bytes)); }, 46302,
                     {L"column streams", needed, L"40"});
@@ -112,14 +108,13 @@ TEST(MetadataStreamDeathTest, TrustingReaderAndWriterAssert) {
     EXPECT_DEATH(description.StreamTo(bytes), "false");
 }
 
-// A native description with room for `capacity` columns, filled with AB bytes.
+// A native description with room for `capacity` columns, filled with AB bytes, that claims
+// room for `count`.
 struct Native {
-    explicit Native(std::size_t capacity)
+    auto* get() { return reinterpret_cast<XTSAPI_RecordMetadata*>(storage.data()); }
+    Native(std::size_t capacity, uint32 count)
         : storage((GetXTSAPIRecordMetadataSize(capacity) + 3) / 4, 0xABABABABu) {
-        get()->countFields = static_cast<uint32>(capacity);
-    }
-    XTSAPI_RecordMetadata* get() {
-        return reinterpret_cast<XTSAPI_RecordMetadata*>(storage.data());
+        get()->countFields = count;
     }
     XTSAPI_FieldDescriptor& field(std::size_t i) { return get()->fieldDescriptorArray[i]; }
     std::vector<uint32> storage;
@@ -128,8 +123,7 @@ struct Native {
 TEST(NativeStructures, CapacityNamesAndIdentifiers) {
     M description = Describe({{XTInt4Data}, {XTInt4Data, 0, true}, {XTInt4Data}, {XTInt4Data}});
     description.GetFieldDescriptor(0)->ResetFieldName(XTString(200, L'n'), L"\U0001F600z");
-    Native two(4), ten(10), none(1);
-    two.get()->countFields = 2;
+    Native two(4, 2), ten(10, 10), none(1, 0);
     description.LoadInto(*two.get());
     EXPECT_EQ(two.get()->countFields, 2u);
     EXPECT_EQ(two.field(2).type, 0xABABu);  // beyond the capacity: untouched
@@ -137,7 +131,6 @@ TEST(NativeStructures, CapacityNamesAndIdentifiers) {
     EXPECT_EQ(two.field(0).aliasName[0], 0xF600);                      // the low 16 bits
     description.LoadInto(*ten.get());
     EXPECT_EQ(ten.get()->countFields, 4u);
-    none.get()->countFields = 0;
     description.LoadInto(*none.get());
     EXPECT_EQ(none.field(0).type, 0xABABu);
     M loaded;
@@ -162,11 +155,12 @@ TEST(NativeStructures, CapacityNamesAndIdentifiers) {
 
 TEST(PackedRecords, ByteImages) {
     const std::string k8 = " 11 12 13 14 15 16 17 18", kDouble = " CD CC CC CC CC DC 5E 40";
-    const std::vector<Column> int2Double = {{XTInt2Data}, {XTDoubleData}},
-                              kVarChar10 = {{XTVarCharData, 10}};
-    const std::vector<Column> int1Numeric = {{XTInt1Data, 0, true}, {XTNumericData}};
     const std::string numericRecord = "07 00 00 00 04 00 00 00 C2 02 18 2E",
-                      abcde = "01 00 00 00 61 62 63 64 65";
+                      abcde = "01 00 00 00 61 62 63 64 65",
+                      nullNumeric = "02 00 00 00 C1 02" + std::string(22, 'Z') + "01";
+    const std::vector<Column> int2Double = {{XTInt2Data}, {XTDoubleData}},
+                              varChar4 = {{XTVarCharData, 4, true}},
+                              int1Numeric = {{XTInt1Data, 0, true}, {XTNumericData}};
     // The record's first bytes (the rest zeros), packed by PackRecord for a client version into
     // a buffer of EE bytes; then whether the format's unpacker reads the bytes back (not Numeric
     // in the client's own forms, nor text cut without its terminator).
@@ -180,7 +174,8 @@ TEST(PackedRecords, ByteImages) {
         {int2Double, "02 01 00 00 00 00 00 00" + k8, 12,
          "18 00 00 00|02 01 EE EE EE EE EE EE" + k8},
         {int2Double, "02 01 00 00 00 00 00 00" + k8, 13, "12 00 00 00|02 01" + k8},
-        {std::vector<Column>(9, {XTInt1Data, 0, true}),  // the ninth column's bit in byte 2
+        // The ninth column's bit is bit 0 of the bitmap's second byte.
+        {std::vector<Column>(9, {XTInt1Data, 0, true}),
          "10 11 12 13 14 15 16 17 18 01 00 00 00 00 00 00 00 01", 14,
          "11 00 00 00|01 01 11 12 13 14 15 16 17"},
         {{{XTVarCharData, 300}}, "03 00 00 00 61 62 63 00 7A", 13, "0E 00 00 00|03 00 61 62 63 00"},
@@ -189,29 +184,17 @@ TEST(PackedRecords, ByteImages) {
         {int1Numeric, numericRecord, 13, "12 00 00 00|00 07" + kDouble, false},
         {int1Numeric, numericRecord, 14, "0F 00 00 00|00 07 04 C2 02 18 2E"},
         {int1Numeric, numericRecord, 8, "12 00 00 00|07 EE EE EE 04 C2 02 18 2E 00", false},
-        {{{XTNumericData, 0, true}},
-         "02 00 00 00 C1 02" + std::string(22, 'Z') + "01",
-         12,
-         "09 00 00 00|01",
-         false},  // a null Numeric: nothing, or in the short form a 0
-        {{{XTNumericData, 0, true}},
-         "02 00 00 00 C1 02" + std::string(22, 'Z') + "01",
-         8,
-         "0A 00 00 00|00 01",
-         false},
-        {{{XTNumericData}}, "FF FF FF FF C2 02", 14, "09 00 00 00|FF"},         // the count marker
-        {kVarChar10, abcde, 12, "10 00 00 00|01 00 00 00 61 62 63 64", false},  // 3 x prefix
-        {kVarChar10, abcde, 13, "0D 00 00 00|01 61 62 63 00"},                  // 3 x count
+        // A null Numeric: nothing, or in the short form a 0; the count marker.
+        {{{XTNumericData, 0, true}}, nullNumeric, 12, "09 00 00 00|01", false},
+        {{{XTNumericData, 0, true}}, nullNumeric, 8, "0A 00 00 00|00 01", false},
+        {{{XTNumericData}}, "FF FF FF FF C2 02", 14, "09 00 00 00|FF"},
+        // Text cut to 3 x its length, behind a prefix or a count.
+        {{{XTVarCharData, 10}}, abcde, 12, "10 00 00 00|01 00 00 00 61 62 63 64", false},
+        {{{XTVarCharData, 10}}, abcde, 13, "0D 00 00 00|01 61 62 63 00"},
         {{{XTVarCharData, 256}}, "00 00 00 00 61", 13, "0A 00 00 00|00 00"},
-        {{{XTVarCharData, 4, true}},
-         "02 00 00 00 61 62 00 00 00 01",
-         12,
-         "0D 00 00 00|02 00 00 00 01",
-         false},  // a null value's prefix as it stands
-        {{{XTVarCharData, 4, true}},
-         "02 00 00 00 61 62 00 00 00 02",
-         12,
-         "10 00 00 00|02 00 00 00 61 62 00 02"},  // a null byte of 2 sends the value
+        // A null value's prefix as it stands; a null byte of 2 sends the value.
+        {varChar4, "02 00 00 00 61 62 00 00 00 01", 12, "0D 00 00 00|02 00 00 00 01", false},
+        {varChar4, "02 00 00 00 61 62 00 00 00 02", 12, "10 00 00 00|02 00 00 00 61 62 00 02"},
         {{{XTVarBinaryData, 2}}, "05 00 00 00 AA BB", 12, "0E 00 00 00|05 00 00 00 AA BB"},
         {{{XTVarBinaryData, 300}}, "02 00 00 00 AA BB", 13, "0C 00 00 00|02 00 AA BB"},
         {{{XTVarBinaryData, 65536}}, "02 00 00 00 AA BB", 13, "0E 00 00 00|02 00 00 00 AA BB"},
@@ -231,22 +214,19 @@ TEST(PackedRecords, ByteImages) {
 }
 
 TEST(PackedRecords, UnpackImagesVersionsAndErrors) {
-    // Format 2 into a record of A5 bytes: the record's first bytes afterwards.
+    // Format 2 into a record of A5 bytes: the record's first bytes afterwards. A null Int4
+    // unpacks to zeros with null byte 1; the Numeric marker count goes to the first four bytes
+    // of the record, not the column's; a count of 28 or more stores the count 0 and skips the
+    // bytes; the whole binary value is consumed, at most its length copied.
     for (const auto& [columns, packed, expected] :
-         {// A null Int4 unpacks to zeros with null byte 1.
-          std::tuple{std::vector<Column>{{XTInt4Data, 0, true}},
-                     std::string("09 00 00 00 00 00 00 00 01"), "00 00 00 00 01 A5 A5 A5"},
-          // The marker count goes to the first four bytes of the record, not the column's.
+         {std::tuple{std::vector<Column>{{XTInt4Data, 0, true}}, std::string("09 00 00 00|01"),
+                     "00 00 00 00 01 A5 A5 A5"},
           {{{XTInt4Data}, {XTNumericData}},
-           "0D 00 00 00 00 00 00 00 01 02 03 04 FF",
+           "0D 00 00 00|01 02 03 04 FF",
            "FF FF FF FF A5 A5 A5 A5"},
-          // A count of 28 or more stores the count 0 and skips the bytes.
-          {{{XTNumericData}},
-           "00 00 00 00 00 00 00 00 1C" + std::string(28, 'Z'),
-           "00 00 00 00 A5"},
-          // The whole binary value is consumed, at most its length copied.
+          {{{XTNumericData}}, "00 00 00 00|1C" + std::string(28, 'Z'), "00 00 00 00 A5"},
           {{{XTVarBinaryData, 2}, {XTInt1Data}},
-           "00 00 00 00 00 00 00 00 03 AA BB CC 07",
+           "00 00 00 00|03 AA BB CC 07",
            "03 00 00 00 AA BB 07"}}) {
         const M description = Describe(columns);
         Bytes bytes = FromHex(packed), record(description.GetBinaryRecordSize(), 0xA5);
@@ -261,23 +241,16 @@ TEST(PackedRecords, UnpackImagesVersionsAndErrors) {
     EXPECT_EQ(numbers.UnpackRecord(record.data(), packed.data(), Versions(12, 17)), &packed[18]);
     EXPECT_EQ(numbers.PackRecord(packed.data(), record.data(), Versions(12, 17), false), 24u);
     EXPECT_EQ(numbers.UnpackRecord(record.data(), packed.data(), Versions(17, 12)), &packed[24]);
-    // A VarBinary prefix beyond its column; a damaged Numeric count; an unsupported type.
+    // A VarBinary prefix beyond its column; a damaged Numeric count (beyond the 22 bytes of a
+    // number image); an unsupported type.
+    const M varBinary = Describe({{XTVarBinaryData, 4}}), numeric = Describe({{XTNumericData}}),
+            unknown = Describe({{XTUnknown}}, false, false);
     record[0] = 5;
-    ExpectError(
-        [&] {
-            Describe({{XTVarBinaryData, 4}})
-                .PackRecordVersion2(packed.data(), record.data(), 13, false);
-        },
-        46034, {L"5", L"4"});
-    record[0] = 23;  // beyond the 22 bytes of a number image
-    ExpectError(
-        [&] {
-            Describe({{XTNumericData}}).PackRecordVersion2(packed.data(), record.data(), 14, false);
-        },
-        46302, {L"NUMERIC image", L"23", L"22"});
-    M unknown;
-    unknown.SetFieldCount(1);
-    unknown.SetFieldDescriptor(0, MakeRefCnt<D>());
+    ExpectError([&] { varBinary.PackRecordVersion2(packed.data(), record.data(), 13, false); },
+                46034, {L"5", L"4"});
+    record[0] = 23;
+    ExpectError([&] { numeric.PackRecordVersion2(packed.data(), record.data(), 14, false); }, 46302,
+                {L"NUMERIC image", L"23", L"22"});
     ExpectError([&] { unknown.PackRecordVersion1(packed.data(), record.data(), false, false); },
                 46033, {L"25"});
     ExpectError([&] { unknown.UnpackRecordVersion2(record.data(), packed.data()); }, 46033,
@@ -309,8 +282,7 @@ M RandomDescription(std::mt19937& random, bool numeric) {
     const auto name = [&](std::size_t most) {
         std::wstring text(random() % (most + 1), L'a');
         for (wchar_t& c : text)
-            c = static_cast<wchar_t>(random() % 3 ? L'a' + random() % 26
-                                                  : 0x100 + random() % 0xD000);
+            c = wchar_t(random() % 3 ? L'a' + random() % 26 : 0x100 + random() % 0xD000);
         return text;
     };
     M description;
@@ -322,11 +294,10 @@ M RandomDescription(std::mt19937& random, bool numeric) {
         const uint32 edges[] = {255, 256, 65535, 65536};
         const bool edge = Util::IsVariableLengthDataType(type) && random() % 4 == 0;
         description.SetFieldDescriptor(
-            i, MakeRefCnt<D>(static_cast<int32>(random() % 200) - 100, type,
+            i, MakeRefCnt<D>(int32(random() % 200) - 100, type,
                              edge ? edges[random() % 4] : 1 + random() % 24, random() % 2,
-                             static_cast<int16>(random() % 40), static_cast<int32>(random() % 10),
-                             name(6), name(3), static_cast<Unicode>(random() % 4),
-                             random() % 3 ? 0u : 65001u));
+                             int16(random() % 40), int32(random() % 10), name(6), name(3),
+                             Unicode(random() % 4), random() % 3 ? 0u : 65001u));
     }
     const auto layout = random() % 3;
     if (layout == 2) description.GeneratePackedFieldOffset(random() % 2);
@@ -346,21 +317,18 @@ Bytes RandomRecord(std::mt19937& random, const M& description) {
         unsigned char* value = &record[column.GetByteOffset()];
         const bool isNull = column.IsNullable() && random() % 10 < 3;
         if (column.IsNullable()) record[column.GetNullOffset()] = isNull;
-        const auto count =
-            static_cast<uint32>(random() % (std::min<uint32>(column.GetObjectLength(), 40) + 1));
+        const uint32 count = random() % (std::min<uint32>(column.GetObjectLength(), 40) + 1);
         if (Util::IsVariableLengthDataType(type)) DataBlobUtil::ToBuffer(value, isNull ? 0 : count);
         for (uint32 c = 0; Util::IsXTVarCharType(type) && c <= count; ++c)
             value[4 + c] = c == count ? 0 : static_cast<unsigned char>(1 + random() % 127);
-        if (type == XTNumericData)
-            TarvelNumber(static_cast<double>(random()) / 997.0 - 2e6).ToBuffer(value);
+        if (type == XTNumericData) TarvelNumber(double(random()) / 997.0 - 2e6).ToBuffer(value);
         if (type == XTNumericData && (isNull || random() % 8 == 0))
             DataBlobUtil::ToBuffer(value, 0u);
+        const bool utf8 = column.GetColumnUnicodeProperty() == Util::kOverrideAsNarrowUTF8Code;
         if (isNull && !Util::IsVariableLengthDataType(type) && type != XTNumericData)
-            std::memset(
-                value, 0,
-                M::GetByteLength(
-                    type, column.GetObjectLength(), description.IsUnicodeColumn(i),
-                    column.GetColumnUnicodeProperty() == Util::kOverrideAsNarrowUTF8Code, false));
+            std::memset(value, 0,
+                        M::GetByteLength(type, column.GetObjectLength(),
+                                         description.IsUnicodeColumn(i), utf8, false));
     }
     return record;
 }
@@ -375,18 +343,17 @@ TEST(GeneratedWire, StreamNativeAndPackedRoundTrips) {
         M description = RandomDescription(random, format == 2);
         // The stream: a copy laid out aligned, the receiver's unknown-type tolerance kept.
         const ByteVector stream = Stream(description);
-        const Bytes exact(stream.begin(), stream.end());
         M want, trusting, checked;
         want = description;
         want.GenerateAlignedFieldOffset(description.IsUnicodeRecord(), 0);
         trusting.SetSupportUnknownDataType(true);
-        EXPECT_EQ(trusting.DestreamFrom(stream), stream.data() + stream.size());
-        EXPECT_EQ(checked.DestreamFrom(exact.data(), End(exact)), End(exact));
+        EXPECT_EQ(trusting.DestreamFrom(stream), End(stream));
+        EXPECT_EQ(checked.DestreamFrom(stream.data(), End(stream)), End(stream));
         ExpectSame(trusting, want);
         ExpectSame(checked, want);
         EXPECT_TRUE(trusting.GetSupportUnknownDataType());
         // The native structure: identifiers become positions, laid out aligned and narrow.
-        Native native(static_cast<std::size_t>(description.GetFieldCount()) + 3);
+        Native native(description.GetFieldCount() + 3u, description.GetFieldCount() + 3u);
         description.LoadInto(*native.get());
         M loaded, positions;
         loaded.LoadFrom(*native.get());
@@ -400,29 +367,19 @@ TEST(GeneratedWire, StreamNativeAndPackedRoundTrips) {
         Bytes wire(description.GetMaxPackedRecordSize(), 0xEE),
             same = record, fresh(record.size(), 0xA5), trusted = fresh;
         const xts::test::AllocationCounter counter;
-        const uint32 total =
-            format == 1
-                ? description.PackRecordVersion1(wire.data(), record.data(), false, false)
-                : description.PackRecordVersion2(wire.data(), record.data(), version, false);
-        const unsigned char* end =
-            format == 1
-                ? description.UnpackRecordVersion1(same.data(), wire.data(), wire.data() + total)
-                : description.UnpackRecordVersion2(same.data(), wire.data(), wire.data() + total);
+        wire.resize(Pack(description, format, wire.data(), record, version));
+        const unsigned char* end = Unpack(description, format, same.data(), wire);
         format == 1 ? description.UnpackRecordVersion1(trusted.data(), wire.data())
                     : description.UnpackRecordVersion2(trusted.data(), wire.data());
         EXPECT_EQ(counter.Count(), 0u);
-        const Bytes packed(wire.begin(), wire.begin() + total);
-        EXPECT_EQ(end, wire.data() + total);
-        EXPECT_EQ(DataBlobUtil::GetLittleEndianUInt32(wire.data()), total);
-        EXPECT_EQ(same, record);
+        const Bytes packed(wire.begin(), wire.end());
+        EXPECT_TRUE(end == End(wire) && same == record);
+        EXPECT_EQ(DataBlobUtil::GetLittleEndianUInt32(wire.data()), wire.size());
         Unpack(description, format, fresh.data(), packed);
         EXPECT_EQ(trusted, fresh);
-        wire.assign(wire.size(), 0xEE);
-        wire.resize(
-            format == 1
-                ? description.PackRecordVersion1(wire.data(), fresh.data(), false, false)
-                : description.PackRecordVersion2(wire.data(), fresh.data(), version, false));
-        EXPECT_EQ(wire, packed);
+        Bytes again(description.GetMaxPackedRecordSize(), 0xEE);
+        again.resize(Pack(description, format, again.data(), fresh, version));
+        EXPECT_EQ(again, packed);
         // Without the plan (a column set again) format 2 walks every descriptor, to the same
         // bytes.
         if (format == 2 && description.GetFieldCount() > 0) {
@@ -430,26 +387,20 @@ TEST(GeneratedWire, StreamNativeAndPackedRoundTrips) {
             description.SetFieldDescriptor(0, description.GetFieldDescriptor(0));
             ASSERT_FALSE(description.HasWirePlan());
             Bytes walked(description.GetMaxPackedRecordSize(), 0xEE), unwalked(record.size(), 0xA5);
-            walked.resize(
-                description.PackRecordVersion2(walked.data(), record.data(), version, false));
+            walked.resize(Pack(description, 2, walked.data(), record, version));
             Unpack(description, 2, unwalked.data(), packed);
             EXPECT_TRUE(walked == packed && unwalked == fresh);
         }
         // Every truncation is refused by the checked readers.
-        for (std::size_t length = 0; round < 120 && length < std::max(packed.size(), stream.size());
-             ++length) {
-            const Bytes streamPrefix(stream.begin(),
-                                     stream.begin() + std::min(length, stream.size()));
-            const Bytes packedPrefix(packed.begin(),
-                                     packed.begin() + std::min(length, packed.size()));
-            ASSERT_TRUE(length >= stream.size() || ErrorCodeOf([&] {
-                                                       checked.DestreamFrom(streamPrefix.data(),
-                                                                            End(streamPrefix));
-                                                   }) == 46302);
-            ASSERT_TRUE(length >= packed.size() || ErrorCodeOf([&] {
-                                                       Unpack(description, format, trusted.data(),
-                                                              packedPrefix);
-                                                   }) == 46302)
+        for (std::size_t length = 0; round < 120 && length < stream.size(); ++length) {
+            const Bytes prefix(stream.begin(), stream.begin() + length);
+            ASSERT_EQ(ErrorCodeOf([&] { checked.DestreamFrom(prefix.data(), End(prefix)); }),
+                      46302);
+        }
+        for (std::size_t length = 0; round < 120 && length < packed.size(); ++length) {
+            const Bytes prefix(packed.begin(), packed.begin() + length);
+            ASSERT_EQ(ErrorCodeOf([&] { Unpack(description, format, trusted.data(), prefix); }),
+                      46302)
                 << length;
         }
         ExpectSame(checked, want);  // unchanged by the refusals
