@@ -59,6 +59,19 @@ void NameToArray(const XTString& name, wchar_t* units) {
     units[count] = L'\0';
 }
 
+// The seven numbers of a native column description, copied between its
+// 16-bit-name and wide-name forms.
+template <class From, class To>
+void CopyNumbers(const From& from, To& to) noexcept {
+    to.type = from.type;
+    to.precision = from.precision;
+    to.scale = from.scale;
+    to.length = from.length;
+    to.bNullable = from.bNullable;
+    to.unicodeOverride = from.unicodeOverride;
+    to.codePage = from.codePage;
+}
+
 }  // namespace
 
 // ---- Column stream ----
@@ -199,13 +212,7 @@ void XTRecordMetaData::LoadFrom(const XTSAPI_RecordMetadata& recordMetaData,
         XTSAPI_LocalFieldDescriptor local{};
         std::copy_n(field.name, kXTSAPINameLength, local.name);
         std::copy_n(field.aliasName, kXTSAPINameLength, local.aliasName);
-        local.type = field.type;
-        local.precision = field.precision;
-        local.scale = field.scale;
-        local.length = field.length;
-        local.bNullable = field.bNullable;
-        local.unicodeOverride = field.unicodeOverride;
-        local.codePage = field.codePage;
+        CopyNumbers(field, local);
         SUDataMarshaller::ConvertToMachineFormat(local, machineType);
         DescribleField(static_cast<int32>(i), static_cast<XTDataType>(local.type), local.length,
                        local.bNullable != 0, local.precision, local.scale,
@@ -241,12 +248,6 @@ void XTRecordMetaData::LoadInto(XTSAPI_RecordMetadata& recordMetaData,
             field.name[j] = static_cast<uint16>(local.name[j]);
             field.aliasName[j] = static_cast<uint16>(local.aliasName[j]);
         }
-        field.type = local.type;
-        field.precision = local.precision;
-        field.scale = local.scale;
-        field.length = local.length;
-        field.bNullable = local.bNullable;
-        field.unicodeOverride = local.unicodeOverride;
-        field.codePage = local.codePage;
+        CopyNumbers(local, field);
     }
 }
